@@ -29,6 +29,14 @@ class AXObserver {
   virtual ~AXObserver() = default;
 };
 
+/// While one lives, the port may answer reads of the process from values that it
+/// fetched since the scope began, so that a whole tree costs few round trips
+/// where the platform asks one question at a time.
+class AXReadScope {
+ public:
+  virtual ~AXReadScope() = default;
+};
+
 /// Reads, writes, acts on and observes the elements of other applications.
 ///
 /// Every operation may be called from any thread, from many at once, and blocks
@@ -57,6 +65,11 @@ class AccessibilityPort {
   /// Bounds every later call on the element: on the system-wide element for all
   /// processes, on an application element for all elements of that process.
   virtual AXErrorCode setMessagingTimeout(const AXElement& element, float seconds) = 0;
+
+  /// Announces that the tree below `root` is about to be read. A hint: a port that
+  /// reads fast without it answers null. A write or an action through this port
+  /// ends the reuse of what it may have changed; scopes of one process share.
+  virtual std::unique_ptr<AXReadScope> beginReadScope(const AXElement& root) = 0;
 
   virtual AXResult<AXValue> copyAttributeValue(const AXElement& element, const std::string& attribute) = 0;
   /// At most `maxValues` members of an array attribute from `index` on.
