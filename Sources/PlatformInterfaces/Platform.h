@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+
+#include "PlatformInterfaces/AccessibilityPort.h"
+#include "PlatformInterfaces/CodeIdentityPort.h"
+#include "PlatformInterfaces/ImageCodingPort.h"
+#include "PlatformInterfaces/PreferencesPort.h"
+#include "PlatformInterfaces/ProcessPort.h"
+#include "PlatformInterfaces/RequestTransportPort.h"
+#include "PlatformInterfaces/SignalPort.h"
+#include "PlatformInterfaces/SystemLogPort.h"
+#include "PlatformInterfaces/WindowServerPort.h"
+#include "PlatformInterfaces/WorkspacePort.h"
+
+namespace tavik {
+
+/// All ports of one backend. The backend owns them; they live as long as it.
+struct Platform {
+  AccessibilityPort& accessibility;
+  WindowServerPort& windowServer;
+  ImageCodingPort& imageCoding;
+  WorkspacePort& workspace;
+  RequestTransportPort& requestTransport;
+  CodeIdentityPort& codeIdentity;
+  PreferencesPort& preferences;
+  ProcessPort& process;
+  SignalPort& signals;
+  SystemLogPort& systemLog;
+};
+
+}  // namespace tavik
