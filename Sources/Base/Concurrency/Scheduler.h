@@ -19,7 +19,10 @@ namespace tavik {
 /// `sleep` or `Task::join`.
 class Scheduler {
  public:
+  Scheduler() = default;
   virtual ~Scheduler() = default;
+  Scheduler(const Scheduler&) = delete;
+  Scheduler& operator=(const Scheduler&) = delete;
 
   virtual MonotonicTime now() const = 0;
   virtual WallTime wallTime() const = 0;

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
+#include <thread>
 
 namespace tavik {
 
@@ -31,7 +32,8 @@ class TaskRecord : public std::enable_shared_from_this<TaskRecord> {
   /// Runs `handler` once, when the task is cancelled; at once if it already is.
   /// The handler must not wait. Answers an identifier for `removeHandler`.
   long addHandler(std::function<void()> handler);
-  /// Afterwards the handler neither runs nor will run.
+  /// Afterwards the handler neither runs nor will run, save when it is the handler
+  /// itself that removes it.
   void removeHandler(long identifier);
 
   /// The task of the calling thread; made on demand for a foreign thread.
@@ -49,10 +51,12 @@ class TaskRecord : public std::enable_shared_from_this<TaskRecord> {
  private:
   std::string name_;
   mutable std::mutex mutex_;
+  std::condition_variable handlerReturned_;
   bool cancelled_ = false;
   long nextHandler_ = 1;
   std::map<long, std::function<void()>> handlers_;
-  std::optional<long> runningHandler_;
+  long runningHandler_ = 0;
+  std::thread::id handlerThread_;
 };
 
 /// Binds the request identifier of the calling thread for the life of the object.

@@ -13,7 +13,11 @@ struct MonotonicTime {
   Duration sinceStart{0};
 
   auto operator<=>(const MonotonicTime&) const = default;
-  friend MonotonicTime operator+(MonotonicTime time, Duration duration) { return {time.sinceStart + duration}; }
+  /// Stays at the end of time when the duration reaches past it.
+  friend MonotonicTime operator+(MonotonicTime time, Duration duration) {
+    if (duration > Duration::zero() && time.sinceStart > Duration::max() - duration) return {Duration::max()};
+    return {time.sinceStart + duration};
+  }
   friend MonotonicTime operator-(MonotonicTime time, Duration duration) { return {time.sinceStart - duration}; }
   friend Duration operator-(MonotonicTime a, MonotonicTime b) { return a.sinceStart - b.sinceStart; }
 };

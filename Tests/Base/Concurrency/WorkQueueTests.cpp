@@ -1,0 +1,102 @@
+#include "Base/Concurrency/WorkQueue.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Base/Concurrency/SimulatedScheduler.h"
+#include "Base/Concurrency/TaskGroup.h"
+
+namespace tavik {
+namespace {
+
+using ::testing::ElementsAre;
+
+TEST(SerialQueue, runsWorkInOrderAndDelayedWorkWhenItIsDue) {
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    std::vector<std::string> done;
+    SerialQueue queue(scheduler, "queue");
+    queue.asyncAfter(milliseconds(10), [&] { done.push_back("delayed"); });
+    queue.async([&] { done.push_back("first"); });
+    queue.sync([&] { done.push_back("second"); });
+    EXPECT_THAT(done, ElementsAre("first", "second"));
+    scheduler.sleep(milliseconds(11));
+    EXPECT_THAT(done, ElementsAre("first", "second", "delayed"));
+  });
+}
+
+TEST(SerialQueue, cancelledWorkDoesNotRun) {
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    bool ran = false;
+    SerialQueue queue(scheduler, "queue");
+    WorkItem item = queue.asyncAfter(milliseconds(10), [&] { ran = true; });
+    EXPECT_TRUE(item.cancel());
+    EXPECT_FALSE(item.cancel());
+    scheduler.sleep(milliseconds(20));
+    EXPECT_FALSE(ran);
+  });
+}
+
+TEST(SerialQueue, syncReturnsValuesExceptionsAndCarriesTheRequestIdentifier) {
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    SerialQueue queue(scheduler, "queue");
+    RequestIDScope request("ab12");
+    EXPECT_EQ(queue.sync([] { return TaskRecord::requestID(); }), "ab12");
+    EXPECT_THROW(queue.sync([]() -> int { throw std::out_of_range("x"); }), std::out_of_range);
+  });
+}
+
+TEST(SerialQueue, syncFromTheQueueItselfRunsInPlace) {
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    SerialQueue queue(scheduler, "queue");
+    EXPECT_EQ(queue.sync([&] { return queue.sync([] { return 7; }); }), 7);
+  });
+}
+
+TEST(MainQueue, syncOnAQueueThatStoppedRunsInPlace) {
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    MainQueue main(scheduler);
+    Task server = scheduler.start("main", [&] { main.run(); });
+    scheduler.settle();
+    main.quit();
+    server.join();
+    EXPECT_EQ(main.sync([] { return 3; }), 3);
+  });
+}
+
+TEST(MainQueue, aSyncThatIsOvertakenByTheEndOfTheQueueStillReturns) {
+  exploreSeeds(300, [](SimulatedScheduler& scheduler) {
+    scheduler.run([&] {
+      MainQueue main(scheduler);
+      TaskGroup tasks(scheduler);
+      int runs = 0;
+      tasks.start("main", [&] { main.run(); });
+      tasks.start("caller", [&] { main.sync([&] { ++runs; }); });
+      tasks.start("quitter", [&] { main.quit(); });
+      tasks.joinAll();
+      ASSERT_EQ(runs, 1);
+    });
+  });
+}
+
+TEST(TaskLocal, theRequestIdentifierFollowsStartedTasksAndEndsWithItsScope) {
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    std::string inherited;
+    std::string afterwards;
+    {
+      RequestIDScope request("r-1");
+      scheduler.start("child", [&] { inherited = TaskRecord::requestID(); }).join();
+    }
+    scheduler.start("later child", [&] { afterwards = TaskRecord::requestID(); }).join();
+    EXPECT_EQ(inherited, "r-1");
+    EXPECT_EQ(afterwards, "");
+  });
+}
+
+}  // namespace
+}  // namespace tavik
