@@ -80,16 +80,17 @@ class AXWrapper {
 
  private:
   template <class Call>
-  auto onAXThread(std::optional<std::int32_t> pid, Call call);
+  auto callUnlessInCooldown(const AXElement& element, Call call) -> UIElementResult<decltype(call())>;
   template <class Call>
   auto callRecordingCooldown(const AXElement& element, const char* operation, Call call)
       -> UIElementResult<decltype(call())>;
+  template <class Call>
+  auto onAXThread(std::optional<std::int32_t> pid, Call call) -> decltype(call());
 
   std::optional<std::int32_t> pidOf(const AXElement& element);
   void configureMessagingTimeout(std::optional<std::int32_t> pid);
   bool isInTimeoutCooldown(std::optional<std::int32_t> pid);
-  void recordTimeoutCooldownIfNeeded(AXErrorCode error, std::optional<std::int32_t> pid,
-                                     const char* operation);
+  void recordTimeoutCooldownIfNeeded(AXErrorCode error, const AXElement& element, const char* operation);
   void pruneExpiredCooldownsLocked(MonotonicTime now);
 
   AccessibilityPort& port_;

@@ -49,6 +49,8 @@ class UIElementTree {
   std::shared_ptr<Item> findItem(const AXElement& matching) const;
   /// Every item, parents before children, in child order.
   std::vector<std::shared_ptr<Item>> allItems() const;
+  /// Appends an item and all below it in the same order.
+  static void collectItems(Item& from, std::vector<std::shared_ptr<Item>>& into);
   /// The item that the last assignment of indices gave this index; or null.
   std::shared_ptr<Item> item(int index) const;
 
