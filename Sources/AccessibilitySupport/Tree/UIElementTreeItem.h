@@ -16,34 +16,34 @@ namespace tavik {
 
 /// What was read of one element, without its place in a tree.
 struct UIElementTreeItemValues {
-  std::optional<std::string> role;
-  std::optional<std::string> roleDescription;
-  std::optional<std::string> title;
-  std::optional<std::string> value;
-  std::optional<std::string> elementDescription;
-  std::optional<std::string> placeholderValue;
-  std::optional<std::string> identifier;
-  std::optional<std::string> subrole;
-  std::optional<Rect> frame;
+  std::optional<std::string> role = {};
+  std::optional<std::string> roleDescription = {};
+  std::optional<std::string> title = {};
+  std::optional<std::string> value = {};
+  std::optional<std::string> elementDescription = {};
+  std::optional<std::string> placeholderValue = {};
+  std::optional<std::string> identifier = {};
+  std::optional<std::string> subrole = {};
+  std::optional<Rect> frame = {};
   bool isEnabled = true;
   bool isSelectable = false;
   bool isSelected = false;
   bool isFocused = false;
   bool isValueSettable = false;
   /// "string", "bool", "float", "value" or "url".
-  std::optional<std::string> valueType;
-  std::optional<std::string> help;
-  std::optional<AXURL> url;
+  std::optional<std::string> valueType = {};
+  std::optional<std::string> help = {};
+  std::optional<AXURL> url = {};
   /// The live element; null for an item that stands for none.
-  AXElement axElement;
+  AXElement axElement = {};
   /// The way to the live element. Null in an item that was not read from one; such
   /// an item has no live parts. Outlives every tree.
   AXWrapper* access = nullptr;
   /// What the item says in place of the children that were folded into it.
-  std::optional<std::string> syntheticFoldedRowLabel;
-  std::optional<int> elementIndex;
+  std::optional<std::string> syntheticFoldedRowLabel = {};
+  std::optional<int> elementIndex = {};
   /// Raw names, in the element's own order.
-  std::vector<std::string> actions;
+  std::vector<std::string> actions = {};
 };
 
 /// One node of a `UIElementTree`. Made with `std::make_shared`. An item owns its

@@ -31,6 +31,16 @@ bool looksLikeLayoutContainer(const UIElementTreeItem& item) {
   return isLayoutElement(item) && !item.childItems.empty() && isCalledContainer(item) && saysNothing(item);
 }
 
+/// Goes up only as far as it may matter.
+bool isNearWebRoot(const UIElementTreeItem& item) {
+  int layoutDepth = 1;
+  for (auto ancestor = item.parentItem(); ancestor; ancestor = ancestor->parentItem()) {
+    if (isWebRoot(*ancestor)) return true;
+    if (isLayoutElement(*ancestor) && ++layoutDepth > deepestLayoutContainer) return false;
+  }
+  return false;
+}
+
 }  // namespace
 
 bool isWebRoot(const UIElementTreeItem& item) {
@@ -58,7 +68,7 @@ bool isWebLayoutContainer(const UIElementTreeItem& item, const WebSurroundings& 
 }
 
 bool UIElementTreeItem::appStateIsWebLayoutContainer() const {
-  return looksLikeLayoutContainer(*this) && isWebLayoutContainer(*this, WebSurroundings::of(*this));
+  return looksLikeLayoutContainer(*this) && isNearWebRoot(*this) && appStateActionNames().empty();
 }
 
 }  // namespace tavik
