@@ -31,7 +31,8 @@ endfunction()
 
 # tavik_test(NAME [LINKS target...] [LABELS label...])
 #
-# One folder below Tests is one GoogleTest program; every case is a CTest test.
+# One folder below Tests is one GoogleTest program; every case is a CTest test. The
+# programs with the label "unit", which is the default, make up the target unitTests.
 function(tavik_test name)
   cmake_parse_arguments(arg "" "" "LINKS;LABELS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
@@ -43,6 +44,9 @@ function(tavik_test name)
   endif()
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE ${arg_LINKS} TestSupport GTest::gmock GTest::gtest_main)
+  if("unit" IN_LIST arg_LABELS)
+    add_dependencies(unitTests ${name})
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 120)
 endfunction()
