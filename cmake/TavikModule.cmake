@@ -48,5 +48,7 @@ function(tavik_test name)
     add_dependencies(unitTests ${name})
   endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 120)
+    PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 120
+      # Tests that look at the log capture it; the rest keep quiet.
+      ENVIRONMENT "TAVIK_COMPUTER_USE_LOG_LEVEL=fault;TAVIK_COMPUTER_USE_OSLOG_MIRROR_LEVEL=fault")
 endfunction()

@@ -86,6 +86,16 @@ std::string trimmed(std::string_view text) {
 
 bool isBlank(std::string_view text) { return trimmed(text).empty(); }
 
+bool containsWhiteSpace(std::string_view text) {
+  if (std::any_of(text.begin(), text.end(), isASCIISpace)) return true;
+  if (isASCII(text)) return false;
+  const icu::UnicodeString string = unicode(text);
+  for (std::int32_t i = 0; i < string.length(); i = string.moveIndex32(i, 1)) {
+    if (u_isUWhiteSpace(string.char32At(i))) return true;
+  }
+  return false;
+}
+
 std::string lowercased(std::string_view text) {
   if (!isASCII(text)) return utf8(unicode(text).toLower(icu::Locale::getRoot()));
   std::string result(text);

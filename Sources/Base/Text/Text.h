@@ -18,6 +18,7 @@ std::string prefix(std::string_view text, std::size_t count);
 /// Without white space and new lines (Unicode's) at both ends.
 std::string trimmed(std::string_view text);
 bool isBlank(std::string_view text);
+bool containsWhiteSpace(std::string_view text);
 
 /// Lower case by Unicode's rules, independent of any locale.
 std::string lowercased(std::string_view text);
