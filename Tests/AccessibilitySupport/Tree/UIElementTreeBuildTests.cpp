@@ -346,7 +346,8 @@ TEST_F(UIElementTreeBuildTests, OfThirtyOffScreenButtonsTheFirstTwentyFourAreKep
   for (int i = 0; i < 30; ++i) buttons.push_back(offScreenButton());
   const AXElement list = listShowing(element("AXStaticText"), buttons);
   desk.run([&] {
-    const auto& children = build(list)->rootItem->childItems;
+    const auto tree = build(list);
+    const auto& children = tree->rootItem->childItems;
     ASSERT_EQ(children.size(), 25u);
     EXPECT_EQ(children[0]->role, "AXStaticText");
     EXPECT_EQ(children[24]->axElement, buttons[23]);
