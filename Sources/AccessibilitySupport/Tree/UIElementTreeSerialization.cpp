@@ -86,7 +86,7 @@ std::string UIElementTree::serialize() const {
     if (item.elementIndex || !text::isBlank(description)) {
       beginLine(text);
       text.append(2 * indent, ' ');
-      if (item.elementIndex) text += "[" + std::to_string(*item.elementIndex) + "] ";
+      if (item.elementIndex) text.append("[").append(std::to_string(*item.elementIndex)).append("] ");
       text += description;
     }
     return indent + 1;
