@@ -186,7 +186,8 @@ AXResult<AXArray> ScriptedAccessibility::copyMultipleAttributeValues(
 
 AXResult<AXValue> ScriptedAccessibility::copyParameterizedAttributeValue(const AXElement& element,
                                                                          const std::string& attribute,
-                                                                         const AXValue&) {
+                                                                         const AXValue& parameter) {
+  lastParameter = parameter;
   return copyAttributeValue(element, attribute);
 }
 
@@ -211,7 +212,10 @@ AXResult<std::vector<std::string>> ScriptedAccessibility::copyActionNames(const 
 AXResult<std::string> ScriptedAccessibility::copyActionDescription(const AXElement& element,
                                                                    const std::string& action) {
   if (auto code = interrupted("copyActionDescription", element, action)) return {*code, {}};
-  return AXResult<std::string>::failed(AXError::actionUnsupported);
+  const auto& descriptions = at(element).actionDescriptions;
+  const auto found = descriptions.find(action);
+  if (found == descriptions.end()) return AXResult<std::string>::failed(AXError::actionUnsupported);
+  return AXResult<std::string>::success(found->second);
 }
 
 AXErrorCode ScriptedAccessibility::performAction(const AXElement& element, const std::string& action) {

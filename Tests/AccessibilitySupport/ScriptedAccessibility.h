@@ -22,6 +22,8 @@ struct ScriptedNode {
   std::map<std::string, AXErrorCode> attributeErrors = {};
   std::vector<std::string> actions = {};
   std::set<std::string> settable = {};
+  /// What the application calls its actions.
+  std::map<std::string, std::string> actionDescriptions = {};
 };
 
 /// Elements that answer to the letter what a test has written down for them, also
@@ -58,6 +60,8 @@ class ScriptedAccessibility : public AccessibilityPort {
   AXErrorCode observerCode = AXError::success;
   AXErrorCode notificationCode = AXError::success;
   bool givesNoObserver = false;
+  /// What the last parameterized read was asked with.
+  AXValue lastParameter;
 
   /// Every call since the start, as "operation name"; and how many of one kind.
   std::vector<std::string> calls() const;
