@@ -53,16 +53,20 @@ void plantRow(Planter& planter, const std::shared_ptr<Item>& table, int number) 
     planter.add(cell, {.role = "AXStaticText", .roleDescription = "text", .value = text});
   }
   if (number % 4 == 0) {
-    planter.add(row, {.role = "AXButton", .roleDescription = "button", .title = "Open", .actions = {"AXPress"}});
+    planter.add(row,
+                {.role = "AXButton", .roleDescription = "button", .title = "Open", .actions = {"AXPress"}});
   }
 }
 
 /// A paragraph as web engines give it: groups in groups around words and a link.
 void plantParagraph(Planter& planter, const std::shared_ptr<Item>& page) {
-  const auto outer = planter.add(page, {.role = "AXGroup", .roleDescription = "container", .isSelectable = true});
-  const auto group = planter.add(outer, {.role = "AXGroup", .roleDescription = "group", .isSelectable = true});
+  const auto outer =
+      planter.add(page, {.role = "AXGroup", .roleDescription = "container", .isSelectable = true});
+  const auto group =
+      planter.add(outer, {.role = "AXGroup", .roleDescription = "group", .isSelectable = true});
   for (const char* word : {"The ", "engine ", "weaves ", "patterns."}) {
-    planter.add(group, {.role = "AXStaticText", .roleDescription = "text", .value = word, .isSelectable = true});
+    planter.add(group,
+                {.role = "AXStaticText", .roleDescription = "text", .value = word, .isSelectable = true});
   }
   const auto link = planter.add(group, {.role = "AXLink",
                                         .roleDescription = "link",
@@ -82,12 +86,14 @@ void plantParagraph(Planter& planter, const std::shared_ptr<Item>& page) {
 }
 
 std::shared_ptr<Item> mailWindow(int count) {
-  auto window =
-      std::make_shared<Item>(UIElementTreeItemValues{.role = "AXWindow", .roleDescription = "standard window", .title = "Mail"});
+  auto window = std::make_shared<Item>(
+      UIElementTreeItemValues{.role = "AXWindow", .roleDescription = "standard window", .title = "Mail"});
   Planter planter;
-  const auto table = planter.add(window, {.role = "AXTable", .roleDescription = "table", .elementDescription = "Messages"});
+  const auto table =
+      planter.add(window, {.role = "AXTable", .roleDescription = "table", .elementDescription = "Messages"});
   for (int row = 0; planter.count() < count / 2; ++row) plantRow(planter, table, row);
-  const auto page = planter.add(window, {.role = "AXWebArea", .roleDescription = "HTML content", .title = "Letter"});
+  const auto page =
+      planter.add(window, {.role = "AXWebArea", .roleDescription = "HTML content", .title = "Letter"});
   while (planter.count() < count) plantParagraph(planter, page);
   return window;
 }

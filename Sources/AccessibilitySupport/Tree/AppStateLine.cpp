@@ -41,7 +41,8 @@ class StateGroup {
   bool isOpen_ = false;
 };
 
-void appendSelectionState(StateGroup& states, const Item& item, bool isRow, const WebSurroundings& surroundings) {
+void appendSelectionState(StateGroup& states, const Item& item, bool isRow,
+                          const WebSurroundings& surroundings) {
   if (isRow) {
     if (item.isSelected) states.add("selected");
     return;

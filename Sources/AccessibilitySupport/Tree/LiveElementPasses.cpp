@@ -17,7 +17,9 @@ namespace {
 using Item = UIElementTreeItem;
 using Result = UIElementTreeTransformationResult;
 
-bool isLive(const Item& item) { return item.access && item.axElement; }
+bool isLive(const Item& item) {
+  return item.access && item.axElement;
+}
 
 /// What editors say that hide their content from assistive tools.
 bool isInaccessibilityNotice(const std::string& description) {
@@ -41,7 +43,9 @@ const Item* labelOf(const Item& item, const Item& parent) {
   const auto answer = item.access->copyAttributeValueOptional(item.axElement, AXAttributes::titleUIElement);
   const AXElement* element = answer ? answer->get<AXElement>() : nullptr;
   if (!element || !*element) return nullptr;
-  const auto isLabel = [&](const auto& sibling) { return sibling.get() != &item && sibling->axElement == *element; };
+  const auto isLabel = [&](const auto& sibling) {
+    return sibling.get() != &item && sibling->axElement == *element;
+  };
   const auto label = std::ranges::find_if(parent.childItems, isLabel);
   return label == parent.childItems.end() ? nullptr : label->get();
 }

@@ -16,8 +16,8 @@ namespace {
 using Item = UIElementTreeItem;
 
 constexpr std::array<std::string_view, 11> rowLabelBlockingRoles = {
-    "AXButton",      "AXCheckBox",   "AXComboBox",  "AXMenuButton", "AXPopUpButton", "AXRadioButton",
-    "AXScrollArea", "AXScrollBar", "AXSlider", "AXTextArea", "AXTextField",
+    "AXButton",     "AXCheckBox",  "AXComboBox", "AXMenuButton", "AXPopUpButton", "AXRadioButton",
+    "AXScrollArea", "AXScrollBar", "AXSlider",   "AXTextArea",   "AXTextField",
 };
 
 bool blocksRowLabel(const Item& item) {
@@ -26,7 +26,9 @@ bool blocksRowLabel(const Item& item) {
          (item.role && std::ranges::find(rowLabelBlockingRoles, *item.role) != rowLabelBlockingRoles.end());
 }
 
-std::string trimmed(const std::optional<std::string>& text) { return text ? text::trimmed(*text) : std::string(); }
+std::string trimmed(const std::optional<std::string>& text) {
+  return text ? text::trimmed(*text) : std::string();
+}
 
 void appendOwnFragments(const Item& item, std::vector<std::string>& fragments) {
   if (item.role == "AXImage") return;
@@ -47,7 +49,9 @@ void appendFragments(const Item& root, std::vector<std::string>& fragments) {
 
 }  // namespace
 
-bool isSelectableRowLabelSubtree(const Item& item) { return !anyInSubtree(item, blocksRowLabel); }
+bool isSelectableRowLabelSubtree(const Item& item) {
+  return !anyInSubtree(item, blocksRowLabel);
+}
 
 std::vector<std::string> selectableRowTextFragments(const Item& from) {
   std::vector<std::string> fragments;

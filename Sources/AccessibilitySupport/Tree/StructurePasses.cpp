@@ -42,7 +42,8 @@ bool isKnownAction(const std::string& action) {
 }
 
 Result foldSelectableRowChildren(const std::shared_ptr<Item>& row) {
-  if (hasText(row->title) || hasText(row->value) || hasText(row->elementDescription)) return Result::skipped();
+  if (hasText(row->title) || hasText(row->value) || hasText(row->elementDescription))
+    return Result::skipped();
   if (row->childItems.empty()) return Result::skipped();
   auto label = labelOfRowChildren(*row);
   if (!label) return Result::skipped();
@@ -92,7 +93,8 @@ bool hasMeaningfulContainerMetadata(const Item& item) {
 }
 
 Result filterActions(const std::shared_ptr<Item>& item, const Item&) {
-  const auto removedCount = std::erase_if(item->actions, [](const auto& action) { return !isKnownAction(action); });
+  const auto removedCount =
+      std::erase_if(item->actions, [](const auto& action) { return !isKnownAction(action); });
   return removedCount > 0 ? Result::transformed(item) : Result::skipped();
 }
 
@@ -120,7 +122,9 @@ Result mergeSingleItemGroups(const std::shared_ptr<Item>& item, const Item&) {
   return Result::flattened(onlyChild);
 }
 
-Result flattenRedundantHierarchy(const std::shared_ptr<Item>&, const Item&) { return Result::skipped(); }
+Result flattenRedundantHierarchy(const std::shared_ptr<Item>&, const Item&) {
+  return Result::skipped();
+}
 
 UIElementTreePass removeElementsUnderCalendarEvents(WorkspacePort& workspace) {
   return [calendar = CalendarProcesses(workspace)](const std::shared_ptr<Item>& item, const Item&) mutable {

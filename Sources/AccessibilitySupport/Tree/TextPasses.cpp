@@ -35,7 +35,8 @@ std::shared_ptr<Item> mergedText(std::span<const std::shared_ptr<Item>> run) {
   auto merged = std::make_shared<Item>();
   merged->role = "AXStaticText";
   merged->value = text::trimmed(text::joined(texts, " "));
-  merged->isFocused = std::ranges::any_of(run, [](const auto& item) { return containsFocusedElement(*item); });
+  merged->isFocused =
+      std::ranges::any_of(run, [](const auto& item) { return containsFocusedElement(*item); });
   return merged;
 }
 
@@ -82,7 +83,8 @@ Result mergeTextOnlySiblings(const std::shared_ptr<Item>& item, const Item&) {
 
   Item::Children after;
   for (auto run = before.begin(); run != before.end();) {
-    const auto end = std::find_if_not(run, before.end(), [](const auto& child) { return isTextOnly(*child); });
+    const auto end =
+        std::find_if_not(run, before.end(), [](const auto& child) { return isTextOnly(*child); });
     if (end - run >= 2) {
       after.push_back(mergedText({run, end}));
       run = end;

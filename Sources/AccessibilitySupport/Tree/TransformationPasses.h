@@ -20,8 +20,8 @@ UIElementTreeTransformationResult associateTitleUIElements(const std::shared_ptr
                                                            const UIElementTreeItem& parent);
 
 /// Folds the children of a selectable row into a label.
-UIElementTreeTransformationResult flattenIntoSelectableAncestor(const std::shared_ptr<UIElementTreeItem>& item,
-                                                                const UIElementTreeItem& parent);
+UIElementTreeTransformationResult flattenIntoSelectableAncestor(
+    const std::shared_ptr<UIElementTreeItem>& item, const UIElementTreeItem& parent);
 
 /// Removes subtrees that say nothing.
 UIElementTreeTransformationResult pruneNonDescriptiveSubtrees(const std::shared_ptr<UIElementTreeItem>& item,

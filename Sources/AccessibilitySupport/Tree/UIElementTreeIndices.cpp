@@ -108,22 +108,25 @@ void UIElementTree::assignIndices() {
 
 void UIElementTree::assignMinimalAppStateIndices(int maximumCount) {
   Numbering numbering(itemsByIndex);
-  walkPreOrder(*rootItem, std::monostate{}, [&](Item& item, std::monostate below) -> std::optional<std::monostate> {
-    if (isExcludedFromAppState(item)) {
-      clearIndicesBelow(item);
-      return std::nullopt;
-    }
-    const bool isNamed = hasText(item.role) || hasText(item.roleDescription);
-    if (isNamed && item.role != "AXApplication" && numbering.next() < maximumCount) {
-      numbering.number(item);
-    } else {
-      item.elementIndex.reset();
-    }
-    if (isMenuBarTitle(item)) return std::nullopt;
-    return below;
-  });
+  walkPreOrder(*rootItem, std::monostate{},
+               [&](Item& item, std::monostate below) -> std::optional<std::monostate> {
+                 if (isExcludedFromAppState(item)) {
+                   clearIndicesBelow(item);
+                   return std::nullopt;
+                 }
+                 const bool isNamed = hasText(item.role) || hasText(item.roleDescription);
+                 if (isNamed && item.role != "AXApplication" && numbering.next() < maximumCount) {
+                   numbering.number(item);
+                 } else {
+                   item.elementIndex.reset();
+                 }
+                 if (isMenuBarTitle(item)) return std::nullopt;
+                 return below;
+               });
 }
 
-void UIElementTree::clearIndices(Item& item) { clearIndicesBelow(item); }
+void UIElementTree::clearIndices(Item& item) {
+  clearIndicesBelow(item);
+}
 
 }  // namespace tavik

@@ -1,5 +1,5 @@
-#include <array>
-#include <algorithm>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "AccessibilitySupport/Access/AXActions.h"
@@ -61,7 +61,8 @@ bool UIElementTreeItem::appStateIsVirtualEditor() const {
 
 std::optional<std::string> UIElementTreeItem::appStateFoldedRowLabel() const {
   if (hasText(syntheticFoldedRowLabel)) return syntheticFoldedRowLabel;
-  if (childItems.empty() || hasText(title) || hasText(value) || hasText(elementDescription)) return std::nullopt;
+  if (childItems.empty() || hasText(title) || hasText(value) || hasText(elementDescription))
+    return std::nullopt;
   if (!appStateIsSelectableRow()) return std::nullopt;
   return labelOfRowChildren(*this);
 }

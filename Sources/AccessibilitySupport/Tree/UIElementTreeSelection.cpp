@@ -154,7 +154,8 @@ std::optional<std::string> selectedText(const std::optional<std::string>& fromAX
   return text::utf16Slice(*stringValue, location, length);
 }
 
-bool isNavigationTab(const std::optional<std::string>& role, const std::optional<std::string>& roleDescription,
+bool isNavigationTab(const std::optional<std::string>& role,
+                     const std::optional<std::string>& roleDescription,
                      std::string_view appStateDescription) {
   if (role == "AXTab") return true;
   if (roleDescription && (isWord(*roleDescription, "tab") || isWord(*roleDescription, "标签"))) return true;

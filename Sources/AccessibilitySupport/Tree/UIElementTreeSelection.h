@@ -15,8 +15,8 @@ std::optional<std::string> selectedText(const std::optional<std::string>& fromAX
                                         const std::optional<TextRange>& selectedRange);
 
 /// A tab that shows where the user is, as opposed to content that the user selected.
-bool isNavigationTab(const std::optional<std::string>& role, const std::optional<std::string>& roleDescription,
-                     std::string_view appStateDescription);
+bool isNavigationTab(const std::optional<std::string>& role,
+                     const std::optional<std::string>& roleDescription, std::string_view appStateDescription);
 
 /// True when the first of the lines of a selection, "12 tab Home", is a tab.
 bool selectedDescriptionIsNavigationChrome(std::string_view firstLine);

@@ -66,31 +66,34 @@ std::string joinedReadableActionNames(const Item& item) {
 std::string UIElementTree::serializeForAppState() const {
   std::string text;
   const AppStatePlace top = {0, WebSurroundings::of(*rootItem)};
-  walkPreOrder(*rootItem, top, [&](const Item& item, const AppStatePlace& place) -> std::optional<AppStatePlace> {
-    if (isExcludedFromAppState(item)) return std::nullopt;
-    if (item.elementIndex) {
-      beginLine(text);
-      appendAppStateLine(text, item, place.indent, place.surroundings);
-    }
-    if (isMenuBarTitle(item) || item.appStateFoldedRowLabel()) return std::nullopt;
-    return AppStatePlace{place.indent + (item.elementIndex ? 1 : 0), place.surroundings.below(item)};
-  });
+  walkPreOrder(
+      *rootItem, top, [&](const Item& item, const AppStatePlace& place) -> std::optional<AppStatePlace> {
+        if (isExcludedFromAppState(item)) return std::nullopt;
+        if (item.elementIndex) {
+          beginLine(text);
+          appendAppStateLine(text, item, place.indent, place.surroundings);
+        }
+        if (isMenuBarTitle(item) || item.appStateFoldedRowLabel()) return std::nullopt;
+        return AppStatePlace{place.indent + (item.elementIndex ? 1 : 0), place.surroundings.below(item)};
+      });
   return text;
 }
 
 std::string UIElementTree::serialize() const {
   std::string text;
-  walkPreOrder(*rootItem, std::size_t{0}, [&](const Item& item, std::size_t indent) -> std::optional<std::size_t> {
-    if (isExcludedFromDebugForm(item)) return std::nullopt;
-    const std::string description = item.buildReadableDescription();
-    if (item.elementIndex || !text::isBlank(description)) {
-      beginLine(text);
-      text.append(2 * indent, ' ');
-      if (item.elementIndex) text.append("[").append(std::to_string(*item.elementIndex)).append("] ");
-      text += description;
-    }
-    return indent + 1;
-  });
+  walkPreOrder(*rootItem, std::size_t{0},
+               [&](const Item& item, std::size_t indent) -> std::optional<std::size_t> {
+                 if (isExcludedFromDebugForm(item)) return std::nullopt;
+                 const std::string description = item.buildReadableDescription();
+                 if (item.elementIndex || !text::isBlank(description)) {
+                   beginLine(text);
+                   text.append(2 * indent, ' ');
+                   if (item.elementIndex)
+                     text.append("[").append(std::to_string(*item.elementIndex)).append("] ");
+                   text += description;
+                 }
+                 return indent + 1;
+               });
   return text;
 }
 

@@ -19,7 +19,8 @@ void rebuildChildren(Item& parent, const UIElementTreePass& pass) {
   bool hasChanged = false;
   for (std::size_t index = 0; index < before.size(); ++index) {
     Result result = pass(before[index], parent);
-    std::shared_ptr<Item> successor = result.kind == Result::Kind::skipped ? before[index] : std::move(result.item);
+    std::shared_ptr<Item> successor =
+        result.kind == Result::Kind::skipped ? before[index] : std::move(result.item);
     if (!hasChanged && successor != before[index]) {
       hasChanged = true;
       after.assign(before.begin(), before.begin() + static_cast<std::ptrdiff_t>(index));

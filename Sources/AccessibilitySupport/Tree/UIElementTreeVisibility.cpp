@@ -24,7 +24,9 @@ bool isListColumn(const UIElementTreeItem& item) {
   return item.role == "AXColumn" && item.identifier == "ListColumn";
 }
 
-bool isExcludedFromDebugForm(const UIElementTreeItem& item) { return hasExcludedRole(item) || isListColumn(item); }
+bool isExcludedFromDebugForm(const UIElementTreeItem& item) {
+  return hasExcludedRole(item) || isListColumn(item);
+}
 
 bool isExcludedFromAppState(const UIElementTreeItem& item) {
   return isExcludedFromDebugForm(item) || isSystemMenu(item);

@@ -6,14 +6,16 @@ namespace tavik {
 
 namespace {
 
-std::optional<std::string> fetchTextForRange(AXWrapper& access, const AXElement& element, const AXValue& range) {
+std::optional<std::string> fetchTextForRange(AXWrapper& access, const AXElement& element,
+                                             const AXValue& range) {
   if (auto text = fetchAttributedString(access, element, "AXAttributedStringForRange", range)) return text;
   return fetchString(access, element, "AXStringForRange", range);
 }
 
 std::optional<std::string> fetchTextForMarkers(AXWrapper& access, const AXElement& element,
                                                const AXValue& markerRange) {
-  const auto text = fetchAttributedString(access, element, "AXAttributedStringForTextMarkerRange", markerRange);
+  const auto text =
+      fetchAttributedString(access, element, "AXAttributedStringForTextMarkerRange", markerRange);
   return text ? text : fetchString(access, element, "AXStringForTextMarkerRange", markerRange);
 }
 

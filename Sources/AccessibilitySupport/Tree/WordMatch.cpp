@@ -9,7 +9,9 @@ namespace tavik {
 
 namespace {
 
-char lowercasedASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char lowercasedASCII(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 /// What stands before and after the first place of the word.
 struct Surroundings {
@@ -25,11 +27,15 @@ std::optional<Surroundings> find(std::string_view text, std::string_view word) {
   return Surroundings{text.substr(0, offset), text.substr(offset + word.size())};
 }
 
-bool isBlank(std::string_view text) { return text.empty() || text::isBlank(text); }
+bool isBlank(std::string_view text) {
+  return text.empty() || text::isBlank(text);
+}
 
 }  // namespace
 
-bool containsWord(std::string_view text, std::string_view word) { return find(text, word).has_value(); }
+bool containsWord(std::string_view text, std::string_view word) {
+  return find(text, word).has_value();
+}
 
 bool isWord(std::string_view text, std::string_view word) {
   const auto around = find(text, word);

@@ -48,28 +48,28 @@ class UIElementTreeLivePassTests : public testing::Test {
   std::shared_ptr<Item> root_;
 };
 
-TEST_F(UIElementTreeLivePassTests, anItemTakesTheTitleOfItsLabel) {
+TEST_F(UIElementTreeLivePassTests, AnItemTakesTheTitleOfItsLabel) {
   const auto label = live_.item({.title = "Name:", .value = "unused"});
   const auto field = live_.item({}, {.attributes = {{"AXTitleUIElement", label->axElement}}});
   apply(associateTitleUIElements, {field, label});
   EXPECT_EQ(field->title, "Name:");
 }
 
-TEST_F(UIElementTreeLivePassTests, anItemTakesTheValueOfALabelWithoutTitle) {
+TEST_F(UIElementTreeLivePassTests, AnItemTakesTheValueOfALabelWithoutTitle) {
   const auto label = live_.item({.value = "Name:"});
   const auto field = live_.item({.title = ""}, {.attributes = {{"AXTitleUIElement", label->axElement}}});
   apply(associateTitleUIElements, {label, field});
   EXPECT_EQ(field->title, "Name:");
 }
 
-TEST_F(UIElementTreeLivePassTests, anItemKeepsTheTitleThatItHas) {
+TEST_F(UIElementTreeLivePassTests, AnItemKeepsTheTitleThatItHas) {
   const auto label = live_.item({.title = "Name:"});
   const auto field = live_.item({.title = "own"}, {.attributes = {{"AXTitleUIElement", label->axElement}}});
   apply(associateTitleUIElements, {label, field});
   EXPECT_EQ(field->title, "own");
 }
 
-TEST_F(UIElementTreeLivePassTests, aLabelElsewhereOrOfAnotherKindGivesNoTitle) {
+TEST_F(UIElementTreeLivePassTests, ALabelElsewhereOrOfAnotherKindGivesNoTitle) {
   const auto elsewhere = live_.item({.title = "Name:"});
   const auto box = item({.role = "AXGroup"}, {elsewhere});
   const auto far = live_.item({}, {.attributes = {{"AXTitleUIElement", elsewhere->axElement}}});
@@ -80,9 +80,10 @@ TEST_F(UIElementTreeLivePassTests, aLabelElsewhereOrOfAnotherKindGivesNoTitle) {
   for (const auto& item : {far, odd, broken, plain}) EXPECT_EQ(item->title, std::nullopt);
 }
 
-TEST_F(UIElementTreeLivePassTests, groupsOfTheCalendarAreEmptied) {
+TEST_F(UIElementTreeLivePassTests, GroupsOfTheCalendarAreEmptied) {
   workspace_.bundleIdentifier = "com.apple.iCal";
-  const auto event = live_.item({.role = "AXGroup", .title = "Lunch"}, {}, {staticText("12:00"), staticText("Café")});
+  const auto event =
+      live_.item({.role = "AXGroup", .title = "Lunch"}, {}, {staticText("12:00"), staticText("Café")});
   const auto second = live_.item({.role = "AXGroup", .title = "Tea"}, {}, {staticText("16:00")});
   const auto list = live_.item({.role = "AXList"}, {}, {staticText("kept")});
   const auto unknown = item({.role = "AXGroup"}, {staticText("kept")});
@@ -94,24 +95,25 @@ TEST_F(UIElementTreeLivePassTests, groupsOfTheCalendarAreEmptied) {
   EXPECT_EQ(workspace_.questions, 1);
 }
 
-TEST_F(UIElementTreeLivePassTests, groupsOfOtherApplicationsKeepTheirChildren) {
+TEST_F(UIElementTreeLivePassTests, GroupsOfOtherApplicationsKeepTheirChildren) {
   const auto group = live_.item({.role = "AXGroup"}, {}, {staticText("kept")});
   workspace_.bundleIdentifier = "org.example.Calendar";
   apply(removeElementsUnderCalendarEvents, {group});
   EXPECT_EQ(group->childItems.size(), 1u);
 }
 
-TEST_F(UIElementTreeLivePassTests, groupsOfAProcessThatCannotBeToldKeepTheirChildren) {
+TEST_F(UIElementTreeLivePassTests, GroupsOfAProcessThatCannotBeToldKeepTheirChildren) {
   workspace_.bundleIdentifier = "com.apple.iCal";
-  const auto group = item({.role = "AXGroup", .axElement = desk_.port.addWithoutPID(), .access = &desk_.access},
-                          {staticText("kept")});
+  const auto group =
+      item({.role = "AXGroup", .axElement = desk_.port.addWithoutPID(), .access = &desk_.access},
+           {staticText("kept")});
   apply(removeElementsUnderCalendarEvents, {group});
   EXPECT_EQ(group->childItems.size(), 1u);
 }
 
 const AXValue visibleRange = TextRange{3, 8};
 
-TEST_F(UIElementTreeLivePassTests, aTextAreaShowsItsVisibleAttributedText) {
+TEST_F(UIElementTreeLivePassTests, ATextAreaShowsItsVisibleAttributedText) {
   const auto area = live_.item({.role = "AXTextArea", .value = "all of it"},
                                {.attributes = {{"AXVisibleCharacterRange", visibleRange},
                                                {"AXAttributedStringForRange", AXAttributedText{"in sight"}},
@@ -121,37 +123,40 @@ TEST_F(UIElementTreeLivePassTests, aTextAreaShowsItsVisibleAttributedText) {
   EXPECT_EQ(desk_.port.lastParameter, visibleRange);
 }
 
-TEST_F(UIElementTreeLivePassTests, aTextAreaWithoutAttributedTextShowsItsPlainText) {
-  const auto area = live_.item({.role = "AXTextArea"}, {.attributes = {{"AXVisibleCharacterRange", visibleRange},
-                                                                       {"AXAttributedStringForRange", "no attributes"},
-                                                                       {"AXStringForRange", "plain"}}});
+TEST_F(UIElementTreeLivePassTests, ATextAreaWithoutAttributedTextShowsItsPlainText) {
+  const auto area =
+      live_.item({.role = "AXTextArea"}, {.attributes = {{"AXVisibleCharacterRange", visibleRange},
+                                                         {"AXAttributedStringForRange", "no attributes"},
+                                                         {"AXStringForRange", "plain"}}});
   apply(retrieveAttributedTextFromTextAreas, {area});
   EXPECT_EQ(area->value, "plain");
 }
 
-TEST_F(UIElementTreeLivePassTests, textMarkersServeWhereRangesGiveNothing) {
+TEST_F(UIElementTreeLivePassTests, TextMarkersServeWhereRangesGiveNothing) {
   const AXValue selected = "selected markers";
   const AXValue all = "all markers";
-  const auto withSelection = live_.item(
-      {.role = "AXWebArea"}, {.attributes = {{"AXVisibleCharacterRange", visibleRange},
-                                             {"AXSelectedTextMarkerRange", selected},
-                                             {"AXTextMarkerRange", all},
-                                             {"AXAttributedStringForTextMarkerRange", AXAttributedText{"marked"}}}});
+  const auto withSelection =
+      live_.item({.role = "AXWebArea"},
+                 {.attributes = {{"AXVisibleCharacterRange", visibleRange},
+                                 {"AXSelectedTextMarkerRange", selected},
+                                 {"AXTextMarkerRange", all},
+                                 {"AXAttributedStringForTextMarkerRange", AXAttributedText{"marked"}}}});
   apply(retrieveAttributedTextFromWebAreas, {withSelection});
   EXPECT_EQ(withSelection->value, "marked");
   EXPECT_EQ(desk_.port.lastParameter, selected);
 }
 
-TEST_F(UIElementTreeLivePassTests, theWholeMarkerRangeServesWithoutASelectedOne) {
+TEST_F(UIElementTreeLivePassTests, TheWholeMarkerRangeServesWithoutASelectedOne) {
   const AXValue all = "all markers";
-  const auto area = live_.item({.role = "AXWebArea"}, {.attributes = {{"AXTextMarkerRange", all},
-                                                                      {"AXStringForTextMarkerRange", "marked"}}});
+  const auto area =
+      live_.item({.role = "AXWebArea"},
+                 {.attributes = {{"AXTextMarkerRange", all}, {"AXStringForTextMarkerRange", "marked"}}});
   apply(retrieveAttributedTextFromWebAreas, {area});
   EXPECT_EQ(area->value, "marked");
   EXPECT_EQ(desk_.port.lastParameter, all);
 }
 
-TEST_F(UIElementTreeLivePassTests, anAreaWithoutVisibleTextStaysAsItIs) {
+TEST_F(UIElementTreeLivePassTests, AnAreaWithoutVisibleTextStaysAsItIs) {
   const auto silent = live_.item({.role = "AXTextArea", .value = "old"});
   const auto empty = live_.item({.role = "AXTextArea", .value = "old"},
                                 {.attributes = {{"AXVisibleCharacterRange", visibleRange},
@@ -163,8 +168,9 @@ TEST_F(UIElementTreeLivePassTests, anAreaWithoutVisibleTextStaysAsItIs) {
   for (const auto& area : {silent, empty, plain}) EXPECT_EQ(area->value, "old");
 }
 
-TEST_F(UIElementTreeLivePassTests, eachAreaPassKeepsToItsRole) {
-  const ScriptedNode node = {.attributes = {{"AXVisibleCharacterRange", visibleRange}, {"AXStringForRange", "new"}}};
+TEST_F(UIElementTreeLivePassTests, EachAreaPassKeepsToItsRole) {
+  const ScriptedNode node = {
+      .attributes = {{"AXVisibleCharacterRange", visibleRange}, {"AXStringForRange", "new"}}};
   const auto text = live_.item({.role = "AXTextArea", .value = "old"}, node);
   const auto web = live_.item({.role = "AXWebArea", .value = "old"}, node);
   const auto field = live_.item({.role = "AXTextField", .value = "old"}, node);
@@ -174,11 +180,12 @@ TEST_F(UIElementTreeLivePassTests, eachAreaPassKeepsToItsRole) {
   EXPECT_EQ(field->value, "old");
 }
 
-TEST_F(UIElementTreeLivePassTests, aWebAreaLosesItsInaccessibilityNoticeOnceTextIsFound) {
-  for (const char* notice : {"Use SCREEN Reader Optimized Mode to read", "The editor is not accessible at this time."}) {
-    const auto area =
-        live_.item({.role = "AXWebArea", .elementDescription = notice},
-                   {.attributes = {{"AXVisibleCharacterRange", visibleRange}, {"AXStringForRange", "int main"}}});
+TEST_F(UIElementTreeLivePassTests, AWebAreaLosesItsInaccessibilityNoticeOnceTextIsFound) {
+  for (const char* notice :
+       {"Use SCREEN Reader Optimized Mode to read", "The editor is not accessible at this time."}) {
+    const auto area = live_.item(
+        {.role = "AXWebArea", .elementDescription = notice},
+        {.attributes = {{"AXVisibleCharacterRange", visibleRange}, {"AXStringForRange", "int main"}}});
     const auto root = item({}, {area});
     SimulatedScheduler scheduler;
     scheduler.run([&] { runner_.applyPass(retrieveAttributedTextFromWebAreas, root); });
@@ -187,7 +194,7 @@ TEST_F(UIElementTreeLivePassTests, aWebAreaLosesItsInaccessibilityNoticeOnceText
   }
 }
 
-TEST_F(UIElementTreeLivePassTests, aWebAreaKeepsItsNoticeWithoutTextAndAnyOtherDescription) {
+TEST_F(UIElementTreeLivePassTests, AWebAreaKeepsItsNoticeWithoutTextAndAnyOtherDescription) {
   const char* notice = "screen reader optimized mode";
   const auto silent = live_.item({.role = "AXWebArea", .elementDescription = notice});
   const auto other =
@@ -198,21 +205,27 @@ TEST_F(UIElementTreeLivePassTests, aWebAreaKeepsItsNoticeWithoutTextAndAnyOtherD
   EXPECT_EQ(other->elementDescription, "A page");
 }
 
-TEST_F(UIElementTreeLivePassTests, anApplicationInCooldownIsLeftInPeaceAndTheTreeStillComesOut) {
+TEST_F(UIElementTreeLivePassTests, AnApplicationInCooldownIsLeftInPeaceAndTheTreeStillComesOut) {
   desk_.port.intercept = [](const auto&) { return AXError::cannotComplete; };
-  const auto made = tree(live_.item({.role = "AXWindow", .title = "W"}, {},
-                                    {live_.item({.role = "AXTextArea", .value = "a"}),
-                                     live_.item({.role = "AXGroup", .title = "g"}, {}, {live_.item({.title = "b"})})}));
+  const auto made =
+      tree(live_.item({.role = "AXWindow", .title = "W"}, {},
+                      {live_.item({.role = "AXTextArea", .value = "a"}),
+                       live_.item({.role = "AXGroup", .title = "g"}, {}, {live_.item({.title = "b"})})}));
   desk_.run([&] { runner_.transform(*made); });
   EXPECT_EQ(made->serializeForAppState(), "0 Window W\n\t1 TextArea a\n\t2 Group g\n\t\t3 element b");
   EXPECT_EQ(desk_.port.calls().size(), 1u);
 }
 
-TEST_F(UIElementTreeLivePassTests, actionsAreCalledWhatTheApplicationCallsThem) {
-  const auto item = live_.item(
-      {.role = "AXButton", .actions = {"AXDelete", "AXZoomWindow", "AXPick", "Shake", "Page By Page", "Mute"}},
-      {.actionDescriptions = {{"AXDelete", "Throw away"}, {"AXZoomWindow", "Fill"}, {"AXPick", "not asked for"},
-                              {"Shake", "shake it"}, {"Page By Page", "Turn By Page"}, {"Mute", ""}}});
+TEST_F(UIElementTreeLivePassTests, ActionsAreCalledWhatTheApplicationCallsThem) {
+  const auto item =
+      live_.item({.role = "AXButton",
+                  .actions = {"AXDelete", "AXZoomWindow", "AXPick", "Shake", "Page By Page", "Mute"}},
+                 {.actionDescriptions = {{"AXDelete", "Throw away"},
+                                         {"AXZoomWindow", "Fill"},
+                                         {"AXPick", "not asked for"},
+                                         {"Shake", "shake it"},
+                                         {"Page By Page", "Turn By Page"},
+                                         {"Mute", ""}}});
   EXPECT_EQ(item->appStateDescriptionWithoutIndex(),
             "Button Secondary Actions: Throw away, Fill, Pick, shake it, Turn");
   EXPECT_EQ(item->appStateActionName("AXDelete"), "Throw away");

@@ -14,22 +14,23 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(UIElementTreeFocusTests, theApplicationsFocusedElementWins) {
+TEST(UIElementTreeFocusTests, TheApplicationsFocusedElementWins) {
   const auto named = button("Save");
-  const auto made = tree(item({.role = "AXWindow", .title = "W"}, {named, item({.title = "x", .isFocused = true})}));
+  const auto made =
+      tree(item({.role = "AXWindow", .title = "W"}, {named, item({.title = "x", .isFocused = true})}));
   made->assignIndices();
   made->focusedElement = named;
   EXPECT_EQ(made->focusedElementDescription(), "1 button Save");
 }
 
-TEST(UIElementTreeFocusTests, theOnlyItemThatSaysItIsFocusedServesElse) {
+TEST(UIElementTreeFocusTests, TheOnlyItemThatSaysItIsFocusedServesElse) {
   const auto made = tree(item({.role = "AXWindow"}, {button("a"), item({.title = "x", .isFocused = true})}));
   EXPECT_EQ(made->focusedElementDescription(), "element x");
   made->assignIndices();
   EXPECT_EQ(made->focusedElementDescription(), "1 element x");
 }
 
-TEST(UIElementTreeFocusTests, noneOrManyFocusedItemsAreNotFound) {
+TEST(UIElementTreeFocusTests, NoneOrManyFocusedItemsAreNotFound) {
   const auto made = tree(item({.role = "AXWindow"}, {button("a")}));
   EXPECT_EQ(made->focusedElementDescription(), "focusedElementDescriptionNotFound");
   made->rootItem->isFocused = true;
@@ -38,7 +39,7 @@ TEST(UIElementTreeFocusTests, noneOrManyFocusedItemsAreNotFound) {
   EXPECT_EQ(made->focusedElementDescription(), "focusedElementDescriptionNotFound");
 }
 
-TEST(UIElementTreeFocusTests, fallbackMatchesItemsThatSayTheSameAndSayAnything) {
+TEST(UIElementTreeFocusTests, FallbackMatchesItemsThatSayTheSameAndSayAnything) {
   const UIElementTreeItemValues values = {.role = "AXButton", .roleDescription = "button", .title = "Save"};
   const auto matches = [&](const UIElementTreeItemValues& a, const UIElementTreeItemValues& b) {
     return UIElementTree::focusedElementFallbackMatches(*item(a), *item(b));
@@ -58,20 +59,20 @@ TEST(UIElementTreeFocusTests, fallbackMatchesItemsThatSayTheSameAndSayAnything) 
   EXPECT_FALSE(matches({.title = ""}, {.title = ""}));
 }
 
-TEST(UIElementTreeSelectedTextTests, theElementsOwnAnswerWins) {
+TEST(UIElementTreeSelectedTextTests, TheElementsOwnAnswerWins) {
   EXPECT_EQ(selectedText("own", "value", TextRange{0, 2}), "own");
   EXPECT_EQ(selectedText("", "value", TextRange{0, 2}), "va");
   EXPECT_EQ(selectedText(std::nullopt, "value", TextRange{3, 2}), "ue");
 }
 
-TEST(UIElementTreeSelectedTextTests, aRangeCountsUTF16Units) {
+TEST(UIElementTreeSelectedTextTests, ARangeCountsUTF16Units) {
   EXPECT_EQ(selectedText({}, "a😀b", TextRange{1, 2}), "😀");
   EXPECT_EQ(selectedText({}, "a😀b", TextRange{3, 1}), "b");
   EXPECT_EQ(selectedText({}, "a😀b", TextRange{1, 1}), std::nullopt);
   EXPECT_EQ(selectedText({}, "a😀b", TextRange{2, 2}), std::nullopt);
 }
 
-TEST(UIElementTreeSelectedTextTests, aRangeThatDoesNotFitGivesNothing) {
+TEST(UIElementTreeSelectedTextTests, ARangeThatDoesNotFitGivesNothing) {
   constexpr long huge = std::numeric_limits<long>::max();
   for (const TextRange range : {TextRange{0, 0}, {-1, 2}, {0, -1}, {4, 2}, {6, 1}, {1, huge}, {huge, huge}}) {
     EXPECT_EQ(selectedText({}, "value", range), std::nullopt) << range.location << ", " << range.length;
@@ -80,7 +81,7 @@ TEST(UIElementTreeSelectedTextTests, aRangeThatDoesNotFitGivesNothing) {
   EXPECT_EQ(selectedText({}, "value", std::nullopt), std::nullopt);
 }
 
-TEST(UIElementTreeNavigationTests, tabsAreKnownByRoleByDescriptionAndByTheirLine) {
+TEST(UIElementTreeNavigationTests, TabsAreKnownByRoleByDescriptionAndByTheirLine) {
   EXPECT_TRUE(isNavigationTab("AXTab", {}, "x"));
   EXPECT_TRUE(isNavigationTab("AXRadioButton", " Tab\n", "x"));
   EXPECT_TRUE(isNavigationTab({}, "标签", "x"));
@@ -91,7 +92,7 @@ TEST(UIElementTreeNavigationTests, tabsAreKnownByRoleByDescriptionAndByTheirLine
   EXPECT_FALSE(isNavigationTab({}, {}, "table Home"));
 }
 
-TEST(UIElementTreeNavigationTests, aFirstLineThatIsATabIsChrome) {
+TEST(UIElementTreeNavigationTests, AFirstLineThatIsATabIsChrome) {
   EXPECT_TRUE(selectedDescriptionIsNavigationChrome("12 标签 Home"));
   EXPECT_TRUE(selectedDescriptionIsNavigationChrome("\t12 Tab Home"));
   EXPECT_TRUE(selectedDescriptionIsNavigationChrome("3 tab"));
@@ -128,33 +129,35 @@ class UIElementTreeSelectionTests : public testing::Test {
   LiveTree live_{desk_};
 };
 
-TEST_F(UIElementTreeSelectionTests, asksTheElementsAndNotTheSnapshot) {
-  const auto stale = live_.item({.title = "stale", .isSelected = true}, {.attributes = {{"AXSelected", false}}});
+TEST_F(UIElementTreeSelectionTests, AsksTheElementsAndNotTheSnapshot) {
+  const auto stale =
+      live_.item({.title = "stale", .isSelected = true}, {.attributes = {{"AXSelected", false}}});
   const auto plain = item({.title = "plain", .isSelected = true});
   EXPECT_THAT(selectedTitles(item({}, {stale, selected({.title = "fresh"}), plain})), ElementsAre("fresh"));
 }
 
-TEST_F(UIElementTreeSelectionTests, addsWhatContainersNameAsSelectedOnceEach) {
+TEST_F(UIElementTreeSelectionTests, AddsWhatContainersNameAsSelectedOnceEach) {
   const auto a = selected({.title = "a"});
   const auto b = live_.item({.title = "b"});
   const auto c = live_.item({.title = "c"});
   const auto d = live_.item({.title = "d"});
   const auto outside = live_.item({.title = "outside"});
-  const auto list = live_.item({.role = "AXTable"},
-                               {.attributes = {{"AXSelectedChildren", AXArray{d->axElement, a->axElement}},
-                                               {"AXSelectedRows", AXArray{c->axElement, outside->axElement, "text"}},
-                                               {"AXSelectedCells", AXArray{b->axElement, d->axElement}}}},
-                               {a, b, c, d});
+  const auto list =
+      live_.item({.role = "AXTable"},
+                 {.attributes = {{"AXSelectedChildren", AXArray{d->axElement, a->axElement}},
+                                 {"AXSelectedRows", AXArray{c->axElement, outside->axElement, "text"}},
+                                 {"AXSelectedCells", AXArray{b->axElement, d->axElement}}}},
+                 {a, b, c, d});
   EXPECT_THAT(selectedTitles(list), ElementsAre("d", "a", "c", "b"));
 }
 
-TEST_F(UIElementTreeSelectionTests, dropsWhatIsInAListColumn) {
+TEST_F(UIElementTreeSelectionTests, DropsWhatIsInAListColumn) {
   const auto column = selected({.role = "AXColumn", .title = "column", .identifier = "ListColumn"},
                                {item({}, {selected({.title = "inside"})})});
   EXPECT_THAT(selectedTitles(item({}, {column, selected({.title = "kept"})})), ElementsAre("kept"));
 }
 
-TEST_F(UIElementTreeSelectionTests, dropsACellThatSaysWhatItsSelectedRowSays) {
+TEST_F(UIElementTreeSelectionTests, DropsACellThatSaysWhatItsSelectedRowSays) {
   const auto cell = selected({.role = "AXCell", .title = "Report"});
   const auto row = selected({.role = "AXRow", .roleDescription = "row"}, {cell});
   const auto otherCell = selected({.role = "AXCell", .title = "Lunch"});
@@ -162,46 +165,51 @@ TEST_F(UIElementTreeSelectionTests, dropsACellThatSaysWhatItsSelectedRowSays) {
   EXPECT_THAT(selectedTitles(item({}, {row, otherCell, silent})), ElementsAre("-", "Lunch", "-"));
 }
 
-TEST_F(UIElementTreeSelectionTests, describesEachSelectionOneStepIn) {
+TEST_F(UIElementTreeSelectionTests, DescribesEachSelectionOneStepIn) {
   const auto cell = live_.item({.role = "AXCell"}, {}, {button("Open")});
   const auto row = selected({.role = "AXRow", .roleDescription = "row", .isSelected = true}, {cell});
-  EXPECT_EQ(description(item({.role = "AXWindow", .title = "W"}, {row, selected({.role = "AXImage", .title = "I"})})),
+  EXPECT_EQ(description(
+                item({.role = "AXWindow", .title = "W"}, {row, selected({.role = "AXImage", .title = "I"})})),
             "\trow (selected)\n"
             "\t\tCell\n"
             "\t\t\t1 button Open\n"
             "\t2 Image I");
 }
 
-TEST_F(UIElementTreeSelectionTests, stopsAtFoldedRowsAndClosedMenusAndAddsNoDepthForApplications) {
+TEST_F(UIElementTreeSelectionTests, StopsAtFoldedRowsAndClosedMenusAndAddsNoDepthForApplications) {
   const auto folded = item({.role = "AXRow"}, {staticText("Report")});
-  const auto menu = item({.role = "AXMenuBar"}, {item({.role = "AXMenuBarItem", .title = "File"}, {button("New")})});
-  const auto application =
-      selected({.role = "AXApplication", .title = "App"}, {folded, menu, item({.role = "Debug"}, {button("x")})});
-  EXPECT_EQ(description(item({.role = "AXGroup"}, {application})), "\t0 row Report\n\t2 menu bar\n\t\t3 File");
+  const auto menu =
+      item({.role = "AXMenuBar"}, {item({.role = "AXMenuBarItem", .title = "File"}, {button("New")})});
+  const auto application = selected({.role = "AXApplication", .title = "App"},
+                                    {folded, menu, item({.role = "Debug"}, {button("x")})});
+  EXPECT_EQ(description(item({.role = "AXGroup"}, {application})),
+            "\t0 row Report\n\t2 menu bar\n\t\t3 File");
 }
 
-TEST_F(UIElementTreeSelectionTests, aSelectedTabIsNoSelection) {
-  EXPECT_EQ(description(item({.role = "AXWindow"}, {selected({.role = "AXRadioButton", .roleDescription = "tab",
-                                                               .title = "Home"})})),
-            std::nullopt);
+TEST_F(UIElementTreeSelectionTests, ASelectedTabIsNoSelection) {
+  EXPECT_EQ(
+      description(item({.role = "AXWindow"},
+                       {selected({.role = "AXRadioButton", .roleDescription = "tab", .title = "Home"})})),
+      std::nullopt);
 }
 
-TEST_F(UIElementTreeSelectionTests, aSelectionThatBeginsWithATabIsChrome) {
+TEST_F(UIElementTreeSelectionTests, ASelectionThatBeginsWithATabIsChrome) {
   const auto group = selected({.role = "AXApplication"}, {item({.roleDescription = "tab", .title = "Home"})});
   EXPECT_EQ(description(item({.role = "AXWindow"}, {group, selected({.title = "x"})})), std::nullopt);
 }
 
-TEST_F(UIElementTreeSelectionTests, nothingSelectedIsNoDescription) {
+TEST_F(UIElementTreeSelectionTests, NothingSelectedIsNoDescription) {
   EXPECT_EQ(description(item({.role = "AXWindow"}, {live_.item({.title = "a"})})), std::nullopt);
 }
 
-TEST_F(UIElementTreeSelectionTests, openMenusHaveNoSelection) {
+TEST_F(UIElementTreeSelectionTests, OpenMenusHaveNoSelection) {
   EXPECT_EQ(description(item({.role = "AXMenu"}, {selected({.title = "a"})})), std::nullopt);
 }
 
-TEST_F(UIElementTreeSelectionTests, selectedTextTakesThePlaceOfSelectedElements) {
-  const auto field = live_.item({.role = "AXTextField", .isFocused = true},
-                                {.attributes = {{"AXValue", "Ada Lovelace"}, {"AXSelectedTextRange", TextRange{4, 4}}}});
+TEST_F(UIElementTreeSelectionTests, SelectedTextTakesThePlaceOfSelectedElements) {
+  const auto field =
+      live_.item({.role = "AXTextField", .isFocused = true},
+                 {.attributes = {{"AXValue", "Ada Lovelace"}, {"AXSelectedTextRange", TextRange{4, 4}}}});
   const auto made = tree(item({.role = "AXWindow"}, {field, selected({.title = "a"})}));
   desk_.run([&] {
     EXPECT_EQ(made->selectedElementText(), "Love");
@@ -215,7 +223,7 @@ TEST_F(UIElementTreeSelectionTests, selectedTextTakesThePlaceOfSelectedElements)
   });
 }
 
-TEST_F(UIElementTreeSelectionTests, withoutALiveFocusedElementNoTextIsSelected) {
+TEST_F(UIElementTreeSelectionTests, WithoutALiveFocusedElementNoTextIsSelected) {
   EXPECT_EQ(tree(item({}, {button("a")}))->selectedElementText(), std::nullopt);
   EXPECT_EQ(tree(item({.value = "a", .isFocused = true}))->selectedElementText(), std::nullopt);
 }

@@ -14,7 +14,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 /// The line of an item by itself, without index.
-std::string lineOf(UIElementTreeItemValues values) { return item(std::move(values))->appStateDescriptionWithoutIndex(); }
+std::string lineOf(UIElementTreeItemValues values) {
+  return item(std::move(values))->appStateDescriptionWithoutIndex();
+}
 
 bool getsIndex(UIElementTreeItemValues values) {
   const auto made = tree(item(std::move(values)));
@@ -29,7 +31,7 @@ std::string lineWithIndex(int index, UIElementTreeItemValues values) {
   return tree(made)->serializeForAppState();
 }
 
-TEST(UIElementTreeLineTests, windowShowsNoChromeActionsAndIsNotSelectable) {
+TEST(UIElementTreeLineTests, WindowShowsNoChromeActionsAndIsNotSelectable) {
   EXPECT_EQ(lineWithIndex(0, {.role = "AXWindow",
                               .roleDescription = "standard window",
                               .title = "Untitled",
@@ -38,7 +40,7 @@ TEST(UIElementTreeLineTests, windowShowsNoChromeActionsAndIsNotSelectable) {
             "0 standard window Untitled");
 }
 
-TEST(UIElementTreeLineTests, buttonShowsItsTitleAndIdentifierButNotThePress) {
+TEST(UIElementTreeLineTests, ButtonShowsItsTitleAndIdentifierButNotThePress) {
   EXPECT_EQ(lineWithIndex(1, {.role = "AXButton",
                               .roleDescription = "button",
                               .title = "Save",
@@ -47,7 +49,7 @@ TEST(UIElementTreeLineTests, buttonShowsItsTitleAndIdentifierButNotThePress) {
             "1 button Save, ID: saveButton");
 }
 
-TEST(UIElementTreeLineTests, textFieldShowsTypeValueAndPlaceholder) {
+TEST(UIElementTreeLineTests, TextFieldShowsTypeValueAndPlaceholder) {
   EXPECT_EQ(lineWithIndex(2, {.role = "AXTextField",
                               .roleDescription = "text field",
                               .title = "Name",
@@ -58,12 +60,12 @@ TEST(UIElementTreeLineTests, textFieldShowsTypeValueAndPlaceholder) {
             "2 text field (settable, string) Name, Value: Ada, Placeholder: Your name");
 }
 
-TEST(UIElementTreeLineTests, textShowsItsValueBare) {
+TEST(UIElementTreeLineTests, TextShowsItsValueBare) {
   EXPECT_EQ(lineWithIndex(3, {.role = "AXStaticText", .roleDescription = "text", .value = "Hello world"}),
             "3 text Hello world");
 }
 
-TEST(UIElementTreeLineTests, foldedRowShowsItsLabel) {
+TEST(UIElementTreeLineTests, FoldedRowShowsItsLabel) {
   EXPECT_EQ(lineWithIndex(4, {.role = "AXRow",
                               .roleDescription = "table row",
                               .isSelectable = true,
@@ -72,13 +74,13 @@ TEST(UIElementTreeLineTests, foldedRowShowsItsLabel) {
             "4 row (selected) Report Friday");
 }
 
-TEST(UIElementTreeLineTests, linkShowsItsMarkdownAndItsURL) {
+TEST(UIElementTreeLineTests, LinkShowsItsMarkdownAndItsURL) {
   EXPECT_EQ(lineWithIndex(
                 5, {.role = "AXLink", .roleDescription = "link", .value = "[Docs](U)", .url = AXURL{"U"}}),
             "5 link [Docs](U) URL: U");
 }
 
-TEST(UIElementTreeLineTests, scrollBarShowsItsValueBareAndItsPagesAsScrolls) {
+TEST(UIElementTreeLineTests, ScrollBarShowsItsValueBareAndItsPagesAsScrolls) {
   EXPECT_EQ(lineWithIndex(6, {.role = "AXScrollBar",
                               .roleDescription = "scroll bar",
                               .value = "0.5",
@@ -88,24 +90,29 @@ TEST(UIElementTreeLineTests, scrollBarShowsItsValueBareAndItsPagesAsScrolls) {
             "6 scroll bar (settable, float) 0.5 Secondary Actions: Scroll Up, Scroll Down");
 }
 
-TEST(UIElementTreeLineTests, menuBarShowsItsTitlesWithoutTheirMenus) {
-  const auto bar = item({.role = "AXMenuBar", .roleDescription = "menu bar", .title = "ignored"},
-                        {item({.role = "AXMenuBarItem", .title = "Apple"}, {item({.role = "AXMenu", .title = "m"})}),
-                         item({.role = "AXMenuBarItem", .roleDescription = "menu bar item", .title = "File"},
-                              {item({.role = "AXMenu", .title = "New"})}),
-                         item({.role = "AXMenuBarItem", .roleDescription = "menu bar item", .isEnabled = false,
-                               .actions = {"AXPress"}})});
+TEST(UIElementTreeLineTests, MenuBarShowsItsTitlesWithoutTheirMenus) {
+  const auto bar =
+      item({.role = "AXMenuBar", .roleDescription = "menu bar", .title = "ignored"},
+           {item({.role = "AXMenuBarItem", .title = "Apple"}, {item({.role = "AXMenu", .title = "m"})}),
+            item({.role = "AXMenuBarItem", .roleDescription = "menu bar item", .title = "File"},
+                 {item({.role = "AXMenu", .title = "New"})}),
+            item({.role = "AXMenuBarItem",
+                  .roleDescription = "menu bar item",
+                  .isEnabled = false,
+                  .actions = {"AXPress"}})});
   EXPECT_EQ(textOf({bar}), "0 menu bar\n\t1 File\n\t2 menu bar item");
 }
 
-TEST(UIElementTreeLineTests, loneDisabledButtonGetsAnIndexForItsAction) {
+TEST(UIElementTreeLineTests, LoneDisabledButtonGetsAnIndexForItsAction) {
   EXPECT_EQ(textOf({staticText("a"), staticText("b"),
-                    item({.role = "AXButton", .roleDescription = "button", .isEnabled = false,
+                    item({.role = "AXButton",
+                          .roleDescription = "button",
+                          .isEnabled = false,
                           .actions = {"AXPress"}})}),
             "0 StaticText a\n1 StaticText b\n2 button (disabled)");
 }
 
-TEST(UIElementTreeLineTests, roleIsTheDescriptionElseTheBareRoleElseElement) {
+TEST(UIElementTreeLineTests, RoleIsTheDescriptionElseTheBareRoleElseElement) {
   EXPECT_EQ(lineOf({.role = "AXSplitter"}), "Splitter");
   EXPECT_EQ(lineOf({.role = "AXSplitter", .roleDescription = ""}), "Splitter");
   EXPECT_EQ(lineOf({.role = "push button"}), "push button");
@@ -114,7 +121,7 @@ TEST(UIElementTreeLineTests, roleIsTheDescriptionElseTheBareRoleElseElement) {
   EXPECT_EQ(lineOf({.role = ""}), "element");
 }
 
-TEST(UIElementTreeLineTests, selectionStates) {
+TEST(UIElementTreeLineTests, SelectionStates) {
   EXPECT_EQ(lineOf({.role = "AXCell", .isSelectable = true}), "Cell (selectable)");
   EXPECT_EQ(lineOf({.role = "AXCell", .isSelectable = true, .isSelected = true}), "Cell (selected)");
   EXPECT_EQ(lineOf({.role = "AXCell", .isSelected = true}), "Cell (selected)");
@@ -122,16 +129,19 @@ TEST(UIElementTreeLineTests, selectionStates) {
   EXPECT_EQ(lineOf({.role = "AXRow", .isSelectable = true, .isSelected = true}), "row (selected)");
 }
 
-TEST(UIElementTreeLineTests, nothingIsSelectableOnTheWeb) {
-  const auto cell = [] { return item({.role = "AXCell", .value = "v", .isSelectable = true, .isSelected = true}); };
+TEST(UIElementTreeLineTests, NothingIsSelectableOnTheWeb) {
+  const auto cell = [] {
+    return item({.role = "AXCell", .value = "v", .isSelectable = true, .isSelected = true});
+  };
   EXPECT_EQ(textOf({item({.role = "AXWebArea", .isSelectable = true, .actions = {"AXPress"}},
                          {item({.role = "AXGroup"}, {cell()})})}),
             "0 WebArea\n\t1 Cell v");
   EXPECT_EQ(textOf({item({.role = "AXGroup", .roleDescription = "HTML 内容"}, {cell()})}), "0 Cell v");
-  EXPECT_EQ(textOf({item({.role = "AXGroup", .roleDescription = "html 内容"}, {cell()})}), "0 Cell (selected) v");
+  EXPECT_EQ(textOf({item({.role = "AXGroup", .roleDescription = "html 内容"}, {cell()})}),
+            "0 Cell (selected) v");
 }
 
-TEST(UIElementTreeLineTests, statesStandInOrder) {
+TEST(UIElementTreeLineTests, StatesStandInOrder) {
   EXPECT_EQ(lineOf({.role = "AXSlider",
                     .isEnabled = false,
                     .isSelectable = true,
@@ -141,8 +151,9 @@ TEST(UIElementTreeLineTests, statesStandInOrder) {
   EXPECT_EQ(lineOf({.role = "AXSlider", .isValueSettable = true}), "Slider (settable)");
 }
 
-TEST(UIElementTreeLineTests, virtualEditorsAreNotCalledSettable) {
-  EXPECT_EQ(lineOf({.roleDescription = " Editor ", .isValueSettable = true, .valueType = "string"}), " Editor ");
+TEST(UIElementTreeLineTests, VirtualEditorsAreNotCalledSettable) {
+  EXPECT_EQ(lineOf({.roleDescription = " Editor ", .isValueSettable = true, .valueType = "string"}),
+            " Editor ");
   EXPECT_EQ(lineOf({.role = "AXTextArea",
                     .elementDescription = "Main EDITOR Group, 1",
                     .isValueSettable = true,
@@ -151,10 +162,12 @@ TEST(UIElementTreeLineTests, virtualEditorsAreNotCalledSettable) {
   EXPECT_EQ(lineOf({.roleDescription = "editors", .isValueSettable = true}), "editors (settable)");
 }
 
-TEST(UIElementTreeLineTests, windowChrome) {
+TEST(UIElementTreeLineTests, WindowChrome) {
   const auto nameless = item({.role = "AXButton", .isSelectable = true, .actions = {"AXZoomWindow"}});
-  const auto named = item({.role = "AXButton", .identifier = "_x", .isSelectable = true, .actions = {"AXZoomWindow"}});
-  const auto titleBar = item({.role = "AXGroup", .value = "T", .isValueSettable = true, .valueType = "string"});
+  const auto named =
+      item({.role = "AXButton", .identifier = "_x", .isSelectable = true, .actions = {"AXZoomWindow"}});
+  const auto titleBar =
+      item({.role = "AXGroup", .value = "T", .isValueSettable = true, .valueType = "string"});
   const auto other = item({.role = "AXGroup", .value = "1", .isValueSettable = true, .valueType = "float"});
   EXPECT_EQ(textOf({item({.role = "AXStandardWindow", .title = "W", .isValueSettable = true},
                          {nameless, named, titleBar, other})}),
@@ -165,7 +178,7 @@ TEST(UIElementTreeLineTests, windowChrome) {
             "\t4 Group (settable, float) Value: 1");
 }
 
-TEST(UIElementTreeLineTests, detailsStandInOrderAndFollowATitleAfterAComma) {
+TEST(UIElementTreeLineTests, DetailsStandInOrderAndFollowATitleAfterAComma) {
   const UIElementTreeItemValues all = {.role = "AXImage",
                                        .value = "v",
                                        .elementDescription = "d",
@@ -184,51 +197,55 @@ TEST(UIElementTreeLineTests, detailsStandInOrderAndFollowATitleAfterAComma) {
             "Secondary Actions: Pick, Increment");
 }
 
-TEST(UIElementTreeLineTests, aTitleEqualToTheDescriptionShowsTheTextOnce) {
+TEST(UIElementTreeLineTests, ATitleEqualToTheDescriptionShowsTheTextOnce) {
   EXPECT_EQ(lineOf({.role = "AXButton", .title = "Save", .elementDescription = "Save"}), "Button Save");
 }
 
-TEST(UIElementTreeLineTests, aRowShowsItsDescriptionInPlaceOfATitle) {
+TEST(UIElementTreeLineTests, ARowShowsItsDescriptionInPlaceOfATitle) {
   EXPECT_EQ(lineOf({.role = "AXRow", .elementDescription = "Report", .help = "h"}), "row Report Help: h");
-  EXPECT_EQ(lineOf({.role = "AXRow", .title = "T", .elementDescription = "Report"}), "row T, Description: Report");
+  EXPECT_EQ(lineOf({.role = "AXRow", .title = "T", .elementDescription = "Report"}),
+            "row T, Description: Report");
   EXPECT_EQ(lineOf({.role = "AXRow", .elementDescription = "Report", .syntheticFoldedRowLabel = "L"}),
             "row L Description: Report");
 }
 
-TEST(UIElementTreeLineTests, aValueIsLabelledWhereAnotherNameIsPresentThoughEmpty) {
-  EXPECT_EQ(lineOf({.role = "AXStaticText", .roleDescription = "text", .title = "", .value = "z"}), "text Value: z");
-  EXPECT_EQ(lineOf({.role = "AXStaticText", .roleDescription = "text", .value = "z", .elementDescription = ""}),
+TEST(UIElementTreeLineTests, AValueIsLabelledWhereAnotherNameIsPresentThoughEmpty) {
+  EXPECT_EQ(lineOf({.role = "AXStaticText", .roleDescription = "text", .title = "", .value = "z"}),
             "text Value: z");
+  EXPECT_EQ(
+      lineOf({.role = "AXStaticText", .roleDescription = "text", .value = "z", .elementDescription = ""}),
+      "text Value: z");
   EXPECT_EQ(lineOf({.role = "AXStaticText", .roleDescription = "text", .value = "z", .identifier = "_NS:1"}),
             "text Value: z");
-  EXPECT_EQ(lineOf({.role = "AXStaticText", .roleDescription = "text", .value = "z", .isValueSettable = true}),
-            "text (settable) Value: z");
+  EXPECT_EQ(
+      lineOf({.role = "AXStaticText", .roleDescription = "text", .value = "z", .isValueSettable = true}),
+      "text (settable) Value: z");
   EXPECT_EQ(lineOf({.role = "AXStaticText", .roleDescription = "text", .value = "z", .help = "h"}),
             "text z Help: h");
   EXPECT_EQ(lineOf({.role = "AXScrollBar", .title = "t", .value = "0"}), "ScrollBar t 0");
   EXPECT_EQ(lineOf({.role = "AXStaticText", .roleDescription = "text", .value = ""}), "text");
 }
 
-TEST(UIElementTreeLineTests, privateIdentifiersAreNotShown) {
+TEST(UIElementTreeLineTests, PrivateIdentifiersAreNotShown) {
   EXPECT_EQ(lineOf({.role = "AXButton", .identifier = "_NS:123"}), "Button");
   EXPECT_EQ(lineOf({.role = "AXButton", .identifier = "x_NS1"}), "Button");
   EXPECT_EQ(lineOf({.role = "AXButton", .identifier = "save_1"}), "Button ID: save_1");
 }
 
-TEST(UIElementTreeLineTests, actionsThatSayNothingAreLeftOut) {
+TEST(UIElementTreeLineTests, ActionsThatSayNothingAreLeftOut) {
   EXPECT_EQ(lineOf({.role = "AXButton",
-                    .actions = {"AXRaise", "AXPress", "AXShowMenu", "AXScrollToVisible", "unheard of", "AXDelete",
-                                "AXZoomWindow", "AXShowAlternateUI", "AXScrollLeftByPage"}}),
+                    .actions = {"AXRaise", "AXPress", "AXShowMenu", "AXScrollToVisible", "unheard of",
+                                "AXDelete", "AXZoomWindow", "AXShowAlternateUI", "AXScrollLeftByPage"}}),
             "Button Secondary Actions: Delete, Zoom Window, Show Alternate UI, Scroll Left");
   EXPECT_EQ(lineOf({.role = "AXRow", .actions = {"AXShowAlternateUI"}}), "row");
   EXPECT_EQ(lineOf({.role = "AXButton", .actions = {"unheard of"}}), "Button");
 }
 
-TEST(UIElementTreeLineTests, valuesStandAsTheyAre) {
+TEST(UIElementTreeLineTests, ValuesStandAsTheyAre) {
   EXPECT_EQ(lineOf({.role = "AXStaticText", .value = "a\n\tb \xff\xfe c"}), "StaticText a\n\tb \xff\xfe c");
 }
 
-TEST(UIElementTreeIndexTests, theRulesInTheirOrder) {
+TEST(UIElementTreeIndexTests, TheRulesInTheirOrder) {
   EXPECT_FALSE(getsIndex({.role = "AXApplication", .title = "App", .identifier = "app"}));
   EXPECT_TRUE(getsIndex({.role = "AXMenuBar"}));
   EXPECT_FALSE(getsIndex({.role = "AXMenuBarItem", .title = "Apple", .actions = {"AXPress"}}));
@@ -245,11 +262,11 @@ TEST(UIElementTreeIndexTests, theRulesInTheirOrder) {
   EXPECT_FALSE(getsIndex({.role = "AXUnknown"}));
 }
 
-TEST(UIElementTreeIndexTests, aPrivateIdentifierEarnsNoIndex) {
+TEST(UIElementTreeIndexTests, APrivateIdentifierEarnsNoIndex) {
   EXPECT_FALSE(getsIndex({.role = "AXGroup", .identifier = "_NS:123"}));
 }
 
-TEST(UIElementTreeIndexTests, plainWrappersEarnNoneByActionsOrHelpAlone) {
+TEST(UIElementTreeIndexTests, PlainWrappersEarnNoneByActionsOrHelpAlone) {
   for (const char* role : {"AXGroup", "AXLayoutArea", "AXLayoutItem", "AXList"}) {
     EXPECT_FALSE(getsIndex({.role = role, .actions = {"AXPress"}})) << role;
     EXPECT_FALSE(getsIndex({.role = role, .help = "h"})) << role;
@@ -257,7 +274,7 @@ TEST(UIElementTreeIndexTests, plainWrappersEarnNoneByActionsOrHelpAlone) {
   }
 }
 
-TEST(UIElementTreeIndexTests, settableItemsEarnOneByRoleOrName) {
+TEST(UIElementTreeIndexTests, SettableItemsEarnOneByRoleOrName) {
   for (const char* role : {"AXTextField", "AXTextArea", "AXComboBox", "AXSlider", "AXScrollBar", "AXCheckBox",
                            "AXRadioButton", "AXPopUpButton"}) {
     EXPECT_TRUE(getsIndex({.role = role, .isValueSettable = true})) << role;
@@ -266,16 +283,16 @@ TEST(UIElementTreeIndexTests, settableItemsEarnOneByRoleOrName) {
   EXPECT_FALSE(getsIndex({.role = "AXSplitter", .isValueSettable = true}));
 }
 
-TEST(UIElementTreeIndexTests, aGroupWithActionsOnlyAddsNeitherLineNorDepth) {
+TEST(UIElementTreeIndexTests, AGroupWithActionsOnlyAddsNeitherLineNorDepth) {
   EXPECT_EQ(textOf({item({.role = "AXGroup", .actions = {"AXPress"}}, {button("Save"), button("Open")})}),
             "0 button Save\n1 button Open");
 }
 
-TEST(UIElementTreeIndexTests, aGroupWithHelpOnlyAddsNeitherLineNorDepth) {
+TEST(UIElementTreeIndexTests, AGroupWithHelpOnlyAddsNeitherLineNorDepth) {
   EXPECT_EQ(textOf({item({.role = "AXGroup", .help = "h"}, {button("Save")})}), "0 button Save");
 }
 
-TEST(UIElementTreeIndexTests, indicesHaveNoGapsInTheTableThoughTheTextMay) {
+TEST(UIElementTreeIndexTests, IndicesHaveNoGapsInTheTableThoughTheTextMay) {
   const auto made = tree(item({.role = "AXApplication"},
                               {button("a"), item({.role = "Debug"}, {button("hidden")}), button("b")}));
   made->assignIndices();
@@ -285,7 +302,7 @@ TEST(UIElementTreeIndexTests, indicesHaveNoGapsInTheTableThoughTheTextMay) {
   EXPECT_EQ(made->item(3), nullptr);
 }
 
-TEST(UIElementTreeIndexTests, everyAssignmentStartsAnew) {
+TEST(UIElementTreeIndexTests, EveryAssignmentStartsAnew) {
   const auto made = tree(item({.role = "AXApplication"}, {button("a"), button("b")}));
   made->assignIndices();
   const std::string text = made->serializeForAppState();
@@ -298,10 +315,11 @@ TEST(UIElementTreeIndexTests, everyAssignmentStartsAnew) {
   EXPECT_EQ(text, "0 button a\n1 button b");
 }
 
-TEST(UIElementTreeIndexTests, minimalAssignmentNumbersExactlyTheMaximum) {
-  const auto made = tree(item({.role = "AXApplication"},
-                              {item({.role = "AXWindow"}, {item({.role = "AXGroup"}), item({.title = "no role"}),
-                                                           item({.roleDescription = "thing"}), button("late")})}));
+TEST(UIElementTreeIndexTests, MinimalAssignmentNumbersExactlyTheMaximum) {
+  const auto made =
+      tree(item({.role = "AXApplication"},
+                {item({.role = "AXWindow"}, {item({.role = "AXGroup"}), item({.title = "no role"}),
+                                             item({.roleDescription = "thing"}), button("late")})}));
   made->assignIndices();
   made->assignMinimalAppStateIndices(3);
   EXPECT_EQ(made->itemsByIndex.size(), 3u);
@@ -309,13 +327,13 @@ TEST(UIElementTreeIndexTests, minimalAssignmentNumbersExactlyTheMaximum) {
   EXPECT_EQ(made->rootItem->childItems[0]->childItems[3]->elementIndex, std::nullopt);
 }
 
-TEST(UIElementTreeIndexTests, minimalAssignmentLeavesOutWhatIsNeverShown) {
+TEST(UIElementTreeIndexTests, MinimalAssignmentLeavesOutWhatIsNeverShown) {
   const auto excluded = item({.role = "Services"}, {button("in services")});
   const auto column = item({.role = "AXColumn", .identifier = "ListColumn"}, {button("in column")});
   const auto systemMenu = item({.role = "AXMenuBarItem", .title = "Apple"}, {button("in system menu")});
   const auto menu = item({.role = "AXMenuBarItem", .title = "File"}, {button("in menu")});
-  const auto made =
-      tree(item({.role = "AXApplication"}, {excluded, column, item({.role = "AXMenuBar"}, {systemMenu, menu})}));
+  const auto made = tree(
+      item({.role = "AXApplication"}, {excluded, column, item({.role = "AXMenuBar"}, {systemMenu, menu})}));
   made->assignIndices();
   made->assignMinimalAppStateIndices(100);
   EXPECT_EQ(made->serializeForAppState(), "0 menu bar\n\t1 File");
@@ -324,7 +342,7 @@ TEST(UIElementTreeIndexTests, minimalAssignmentLeavesOutWhatIsNeverShown) {
   EXPECT_EQ(systemMenu->elementIndex, std::nullopt);
 }
 
-TEST(UIElementTreeIndexTests, clearingTakesTheIndicesButNotTheTable) {
+TEST(UIElementTreeIndexTests, ClearingTakesTheIndicesButNotTheTable) {
   const auto made = tree(item({.role = "AXWindow", .title = "W"}, {button("a")}));
   made->assignIndices();
   UIElementTree::clearIndices(*made->rootItem);
@@ -333,21 +351,23 @@ TEST(UIElementTreeIndexTests, clearingTakesTheIndicesButNotTheTable) {
   EXPECT_EQ(made->itemsByIndex.size(), 2u);
 }
 
-TEST(UIElementTreeSerializationTests, leavesOutExcludedSubtrees) {
-  EXPECT_EQ(textOf({item({.role = "Debug", .title = "a"}, {button("x")}), item({.role = "Services", .title = "b"}),
-                    item({.role = "Host", .title = "c"}), item({.role = "Window", .title = "d"}),
-                    item({.role = "AXColumn", .title = "e", .identifier = "ListColumn"}),
-                    item({.role = "AXColumn", .title = "f", .identifier = "OtherColumn"})}),
-            "6 Column f, ID: OtherColumn");
+TEST(UIElementTreeSerializationTests, LeavesOutExcludedSubtrees) {
+  EXPECT_EQ(
+      textOf({item({.role = "Debug", .title = "a"}, {button("x")}), item({.role = "Services", .title = "b"}),
+              item({.role = "Host", .title = "c"}), item({.role = "Window", .title = "d"}),
+              item({.role = "AXColumn", .title = "e", .identifier = "ListColumn"}),
+              item({.role = "AXColumn", .title = "f", .identifier = "OtherColumn"})}),
+      "6 Column f, ID: OtherColumn");
 }
 
-TEST(UIElementTreeSerializationTests, foldsRowsOfAnUntransformedTreeToo) {
-  EXPECT_EQ(textOf({item({.role = "AXRow"}, {item({.role = "AXCell"}, {staticText("Report")}), staticText("Friday")}),
+TEST(UIElementTreeSerializationTests, FoldsRowsOfAnUntransformedTreeToo) {
+  EXPECT_EQ(textOf({item({.role = "AXRow"},
+                         {item({.role = "AXCell"}, {staticText("Report")}), staticText("Friday")}),
                     item({.role = "AXRow"}, {staticText("Report"), button("Open")})}),
             "0 row Report Friday\n3 StaticText Report\n4 button Open");
 }
 
-TEST(UIElementTreeSerializationTests, showsTheOuterLayoutOfAWebPage) {
+TEST(UIElementTreeSerializationTests, ShowsTheOuterLayoutOfAWebPage) {
   const UIElementTreeItemValues container = {.role = "AXGroup", .roleDescription = " Container "};
   EXPECT_EQ(textOf({item({.role = "AXWebArea", .title = "Page"}, {chain(4, container)})}),
             "0 WebArea Page\n"
@@ -356,11 +376,12 @@ TEST(UIElementTreeSerializationTests, showsTheOuterLayoutOfAWebPage) {
             "\t\t\t3 container\n"
             "\t\t\t\t4 StaticText deep");
   EXPECT_EQ(textOf({chain(1, container)}), "0 StaticText deep");
-  EXPECT_EQ(textOf({item({.role = "AXWebArea"}, {item({.role = "AXGroup", .roleDescription = "应用"}, {button("a")})})}),
+  EXPECT_EQ(textOf({item({.role = "AXWebArea"},
+                         {item({.role = "AXGroup", .roleDescription = "应用"}, {button("a")})})}),
             "0 container\n\t1 button a");
 }
 
-TEST(UIElementTreeSerializationTests, aLayoutContainerSaysAndDoesNothing) {
+TEST(UIElementTreeSerializationTests, ALayoutContainerSaysAndDoesNothing) {
   const UIElementTreeItemValues speaking[] = {
       {.role = "AXGroup", .roleDescription = "container", .title = "t"},
       {.role = "AXGroup", .roleDescription = "container", .help = "t"},
@@ -374,29 +395,30 @@ TEST(UIElementTreeSerializationTests, aLayoutContainerSaysAndDoesNothing) {
     const auto page = item({.role = "AXWebArea"}, {group});
     EXPECT_FALSE(group->appStateIsWebLayoutContainer());
   }
-  const auto silent = item({.role = "AXGroup", .roleDescription = "container", .actions = {"AXPress"}}, {button("a")});
+  const auto silent =
+      item({.role = "AXGroup", .roleDescription = "container", .actions = {"AXPress"}}, {button("a")});
   const auto page = item({.role = "AXWebArea"}, {silent});
   EXPECT_TRUE(silent->appStateIsWebLayoutContainer());
   silent->setChildItems({});
   EXPECT_FALSE(silent->appStateIsWebLayoutContainer());
 }
 
-TEST(UIElementTreeSerializationTests, theSameTreeGivesTheSameText) {
+TEST(UIElementTreeSerializationTests, TheSameTreeGivesTheSameText) {
   const auto made = tree(item({.role = "AXWindow", .title = "W"}, {button("a"), staticText("b")}));
   made->assignIndices();
   EXPECT_EQ(made->serializeForAppState(), made->serializeForAppState());
   EXPECT_EQ(made->windowTreeDescription(), "0 Window W\n\t1 button a\n\t2 StaticText b");
 }
 
-TEST(UIElementTreeSerializationTests, anItemWithoutIndexHasNoLine) {
+TEST(UIElementTreeSerializationTests, AnItemWithoutIndexHasNoLine) {
   EXPECT_EQ(tree(button("a"))->serializeForAppState(), "");
 }
 
-TEST(UIElementTreeSerializationTests, debugFormNamesEveryItem) {
-  const auto made = tree(item({.role = "AXApplication", .title = "App"},
-                              {item({.role = "AXGroup"}, {item({}, {button("Save")})}),
-                               item({.role = "Debug"}, {button("hidden")}),
-                               item({.role = "AXMenuBarItem", .title = "Apple"})}));
+TEST(UIElementTreeSerializationTests, DebugFormNamesEveryItem) {
+  const auto made = tree(
+      item({.role = "AXApplication", .title = "App"},
+           {item({.role = "AXGroup"}, {item({}, {button("Save")})}),
+            item({.role = "Debug"}, {button("hidden")}), item({.role = "AXMenuBarItem", .title = "Apple"})}));
   made->assignIndices();
   EXPECT_EQ(made->serialize(),
             "AXApplication \"App\"\n"
@@ -405,30 +427,34 @@ TEST(UIElementTreeSerializationTests, debugFormNamesEveryItem) {
             "  AXMenuBarItem \"Apple\"");
 }
 
-TEST(UIElementTreeSerializationTests, readableDescriptionNamesAllThatIsThere) {
-  EXPECT_EQ(item({.role = "AXTextField",
-                  .roleDescription = "text field",
-                  .title = "t",
-                  .value = "v",
-                  .elementDescription = "d",
-                  .placeholderValue = "p",
-                  .isEnabled = false,
-                  .help = "h",
-                  .url = AXURL{"U"},
-                  .actions = {"AXPress", "AXDelete", "AXScrollUpByPage"}})
-                ->buildReadableDescription(),
-            "AXTextField \"t\" value: \"v\" description: \"d\" placeholder: \"p\" help: \"h\" url: U (disabled) "
-            "actions: [Press, AXDelete, Scroll Up By Page]");
+TEST(UIElementTreeSerializationTests, ReadableDescriptionNamesAllThatIsThere) {
+  EXPECT_EQ(
+      item({.role = "AXTextField",
+            .roleDescription = "text field",
+            .title = "t",
+            .value = "v",
+            .elementDescription = "d",
+            .placeholderValue = "p",
+            .isEnabled = false,
+            .help = "h",
+            .url = AXURL{"U"},
+            .actions = {"AXPress", "AXDelete", "AXScrollUpByPage"}})
+          ->buildReadableDescription(),
+      "AXTextField \"t\" value: \"v\" description: \"d\" placeholder: \"p\" help: \"h\" url: U (disabled) "
+      "actions: [Press, AXDelete, Scroll Up By Page]");
   EXPECT_EQ(item({.title = ""})->buildReadableDescription(), "");
 }
 
-TEST(UIElementTreeSerializationTests, hostileTextPassesThrough) {
+TEST(UIElementTreeSerializationTests, HostileTextPassesThrough) {
   const std::string illFormed = "\xc3\x28\xa0\xa1\xe2\x28\xf0\x9f";
   const std::string huge(5'000'000, 'x');
-  const auto made = tree(item(
-      {.role = illFormed, .roleDescription = illFormed},
-      {item({.role = "AXRow", .roleDescription = illFormed}, {staticText(illFormed), staticText(huge)}),
-       item({.role = "AXTextArea", .roleDescription = huge, .elementDescription = huge, .isValueSettable = true})}));
+  const auto made = tree(
+      item({.role = illFormed, .roleDescription = illFormed},
+           {item({.role = "AXRow", .roleDescription = illFormed}, {staticText(illFormed), staticText(huge)}),
+            item({.role = "AXTextArea",
+                  .roleDescription = huge,
+                  .elementDescription = huge,
+                  .isValueSettable = true})}));
   made->assignIndices();
   const std::string text = made->serializeForAppState();
   EXPECT_TRUE(text.contains(huge));
