@@ -26,14 +26,14 @@ struct MonotonicTime {
 using WallTime = std::chrono::sys_time<std::chrono::nanoseconds>;
 
 /// `value` seconds; anything outside what a Duration holds is clamped.
-inline Duration seconds(double value) {
+constexpr Duration seconds(double value) {
   constexpr double limit = 9.2e9;
   if (!(value > -limit)) return Duration::min();
   if (value > limit) return Duration::max();
   return Duration(static_cast<std::int64_t>(value * 1e9));
 }
 
-inline Duration milliseconds(std::int64_t value) { return std::chrono::milliseconds(value); }
+constexpr Duration milliseconds(std::int64_t value) { return std::chrono::milliseconds(value); }
 
 inline double inSeconds(Duration duration) { return static_cast<double>(duration.count()) / 1e9; }
 
