@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Base/Geometry/Geometry.h"
+#include "ComputerUsePlatform/Windows/WindowServerWindowSnapshot.h"
+
+namespace tavik {
+
+/// A window that may be the one to read and to picture.
+struct TargetWindowCandidate {
+  std::uint32_t windowID = 0;
+  std::int32_t ownerPID = 0;
+  int layer = 0;
+  bool isOnScreen = false;
+  /// Global points.
+  Rect bounds;
+  std::optional<std::string> title;
+};
+
+/// The window of the process that a person would call its main one: the frontmost
+/// ordinary window on screen; failing that one that is hidden or not ordinary.
+/// Thin untitled strips, which some applications keep in front of their real
+/// window, are taken only when there is nothing else.
+std::optional<TargetWindowCandidate> preferredTargetWindowCandidate(std::int32_t pid,
+                                                                    WindowServerWindowSnapshot& windows);
+
+}  // namespace tavik
