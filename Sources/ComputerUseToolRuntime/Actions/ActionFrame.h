@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ComputerUseContracts/ComputerUseIPCAction.h"
+#include "ComputerUseContracts/ToolResult.h"
+#include "ComputerUseToolRuntime/Actions/ClickAction.h"
+#include "ComputerUseToolRuntime/Apps/AppResolver.h"
+#include "ComputerUseToolRuntime/Service/ToolSession.h"
+#include "ComputerUseToolRuntime/State/AppStateReader.h"
+#include "SlimCore/Identity/BundleIdentifiers.h"
+
+namespace tavik {
+
+/// The single entrance of everything that changes an application: its gates, in
+/// their order, and the look-up of the element that an action names. Nothing has
+/// touched the application when a gate refuses.
+class ActionFrame {
+ public:
+  ActionFrame(AppResolver& resolver, ToolSession& session, AXWrapper& access, ClickAction& click);
+
+  /// Throws `ToolError`; `AppApprovalError` for a security process.
+  ToolResult performAction(const std::string& app, const ComputerUseIPCAction& action);
+
+ private:
+  void guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app);
+  std::shared_ptr<UIElementTree::Item> findElement(long index);
+
+  AppResolver& resolver_;
+  ToolSession& session_;
+  AXWrapper& access_;
+  ClickAction& click_;
+};
+
+/// The elements around an index, as the model knows them, to choose another from;
+/// empty when the tree holds none.
+std::string nearbyElementDescriptions(long index, const UIElementTree& tree);
+
+}  // namespace tavik
