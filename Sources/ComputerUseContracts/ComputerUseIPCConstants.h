@@ -4,17 +4,17 @@
 
 namespace tavik {
 
+using FourCharCode = std::uint32_t;
+
+/// Four characters as one big-endian number.
+constexpr FourCharCode fourCharCode(const char (&text)[5]) {
+  FourCharCode code = 0;
+  for (int i = 0; i < 4; ++i) code = code << 8 | static_cast<unsigned char>(text[i]);
+  return code;
+}
+
 /// What the two ends of the request transport agree on.
 struct ComputerUseIPCConstants {
-  using FourCharCode = std::uint32_t;
-
-  /// Four characters as one big-endian number.
-  static constexpr FourCharCode fourCharCode(const char (&text)[5]) {
-    FourCharCode code = 0;
-    for (int i = 0; i < 4; ++i) code = code << 8 | static_cast<unsigned char>(text[i]);
-    return code;
-  }
-
   static constexpr FourCharCode eventClass = fourCharCode("OvCu");
   static constexpr FourCharCode eventID = fourCharCode("SndR");
   static constexpr FourCharCode paramRequestType = fourCharCode("RspT");

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <filesystem>
+#include <iosfwd>
+#include <optional>
+#include <string>
+
+#include "TavikComputerUseBridge/Tools/ToolCaller.h"
+
+namespace tavik {
+
+/// Does one tool call for a person at a shell: prints the texts of the result and
+/// writes its images into a folder, saying where.
+class CallCommand {
+ public:
+  /// All must outlive this. Images are written below `imageDirectory`, which is
+  /// made when it is not there.
+  CallCommand(ToolCaller& caller, std::filesystem::path imageDirectory, std::ostream& output,
+              std::ostream& errors);
+
+  /// `arguments` is JSON, or empty for none. The program's exit status: 0 on
+  /// success, 1 when the tool answered with an error, 2 for a wrong command line.
+  int run(const std::string& tool, const std::string& arguments);
+
+ private:
+  int refuse(const std::string& why);
+  int print(const std::string& tool, const ToolResult& result);
+  /// Where the image is; nothing when it could not be written.
+  std::optional<std::filesystem::path> writeImage(const std::string& tool,
+                                                  const ToolResultContent::Image& image);
+
+  ToolCaller& caller_;
+  const std::filesystem::path imageDirectory_;
+  std::ostream& output_;
+  std::ostream& errors_;
+};
+
+}  // namespace tavik
