@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Base/Concurrency/Mutex.h"
+#include "Base/Concurrency/Scheduler.h"
+#include "Base/Concurrency/WorkQueue.h"
+#include "ComputerUsePlatform/IPC/ComputerUseIPCClientTracker.h"
+#include "TavikComputerUseRuntime/Lifecycle/RestartableTimer.h"
+
+namespace tavik {
+
+/// Lets the process live only as long as a client needs it: until no request came
+/// for the idle time-out, or no live client was heard of for the heartbeat
+/// time-out. Then it calls `terminate` on the main queue. Its own operations may be
+/// called from any thread.
+class RuntimeLifetime {
+ public:
+  RuntimeLifetime(Scheduler& scheduler, MainQueue& mainQueue, ProcessPort& process,
+                  std::function<void()> terminate);
+
+  /// Begins to count the idle time anew: at start and for each request.
+  void scheduleIdleTimeout() { idleTimeout_.restart(); }
+
+  /// Notes that a client is alive, and begins to count the heartbeat time anew.
+  void recordClientActivity(std::int32_t senderPID, const std::string& requestType);
+
+  int activeClientCount() const;
+
+  /// Counts no more.
+  void cancel();
+
+ private:
+  using Snapshot = ComputerUseIPCClientTrackerSnapshot;
+
+  void idleTimeoutExpired();
+  void clientHeartbeatTimeoutExpired();
+  void recordActiveClientSnapshot(std::optional<std::int32_t> senderPID,
+                                  const std::optional<std::string>& requestType, const Snapshot& snapshot);
+  void requestShutdown(const char* reason);
+
+  Scheduler& scheduler_;
+  const std::function<void()> terminate_;
+  ComputerUseIPCClientTracker clientTracker_;
+  /// Keep the log free of repeats.
+  Mutex clientLogLock_;
+  std::vector<std::int32_t> lastLoggedActiveClientPIDs_;
+  RestartableTimer idleTimeout_;
+  RestartableTimer clientHeartbeatTimeout_;
+};
+
+}  // namespace tavik

@@ -1,0 +1,142 @@
+#include "TavikComputerUseRuntime/Requests/RuntimeRequestHandler.h"
+
+#include <utility>
+
+#include "Base/JSON/Record.h"
+#include "ComputerUseContracts/AppshotRecords.h"
+#include "ComputerUseContracts/EventStreamRecords.h"
+#include "ComputerUseContracts/ToolError.h"
+#include "ComputerUseContracts/ToolRequests.h"
+#include "ComputerUsePlatform/IPC/ComputerUseIPCClientTracker.h"
+#include "ComputerUsePlatform/IPC/ComputerUseIPCError.h"
+#include "SlimCore/Logging/TavikComputerUseLogger.h"
+
+namespace tavik {
+
+namespace {
+
+template <class Request>
+bool is(const std::string& requestType) {
+  return requestType == Request::requestType;
+}
+
+/// Whether a health request says that its sender is alive. One that cannot be read
+/// says so.
+bool refreshesClientActivity(const Bytes& requestData) {
+  try {
+    return decodeRecord<ComputerUseIPCHealthRequest>(requestData).refreshClientActivity.value_or(true);
+  } catch (const std::exception&) {
+    return true;
+  }
+}
+
+Bytes encodedToolResult(const ToolResult& result) {
+  return encodeRecord(ComputerUseIPCToolResultResponse::from(result));
+}
+
+}  // namespace
+
+RuntimeRequestHandler::RuntimeRequestHandler(Scheduler& scheduler, ComputerUseIPCServerHandler& server,
+                                             RuntimeLifetime& lifetime, ToolRequestRoute routeToolRequest,
+                                             Identity identity)
+    : scheduler_(scheduler),
+      server_(server),
+      lifetime_(lifetime),
+      routeToolRequest_(std::move(routeToolRequest)),
+      identity_(std::move(identity)) {}
+
+Bytes RuntimeRequestHandler::handle(const std::string& requestType, const Bytes& requestData,
+                                    std::int32_t senderPID) {
+  lifetime_.scheduleIdleTimeout();
+  trackActivity(requestType, requestData, senderPID);
+
+  const bool isLogged = !is<ComputerUseIPCHealthRequest>(requestType);
+  if (isLogged) {
+    TavikComputerUseLogger::info(LogCategory::ipc, "request_received",
+                                 {{"requestType", requestType}, {"senderPid", senderPID}});
+  }
+  const MonotonicTime start = scheduler_.now();
+  const auto durationMs = [&] { return roundedMilliseconds(scheduler_.now() - start); };
+  try {
+    Bytes response = server_.withRequestTimeout(
+        ComputerUseIPCServerHandler::requestTimeoutSeconds, requestType, nullptr,
+        [this, requestType, requestData] { return answer(requestType, requestData); });
+    if (isLogged) {
+      TavikComputerUseLogger::info(LogCategory::ipc, "request_finished",
+                                   {{"requestType", requestType},
+                                    {"durationMs", durationMs()},
+                                    {"responseBytes", response.size()},
+                                    {"outcome", "success"}});
+    }
+    return response;
+  } catch (const std::exception& error) {
+    if (isLogged) {
+      TavikComputerUseLogger::error(LogCategory::ipc, "request_finished",
+                                    {{"requestType", requestType},
+                                     {"durationMs", durationMs()},
+                                     {"outcome", "failure"},
+                                     {"error", error}});
+    }
+    throw;
+  }
+}
+
+void RuntimeRequestHandler::trackActivity(const std::string& requestType, const Bytes& requestData,
+                                          std::int32_t senderPID) {
+  if (is<ComputerUseIPCHealthRequest>(requestType) && !refreshesClientActivity(requestData)) return;
+  lifetime_.recordClientActivity(senderPID, requestType);
+}
+
+Bytes RuntimeRequestHandler::answer(const std::string& requestType, const Bytes& requestData) {
+  try {
+    if (auto result = routeToolRequest_(requestType, requestData)) return encodedToolResult(*result);
+    return answerOtherRequest(requestType, requestData);
+  } catch (const ToolError& error) {
+    return encodedToolResult(ToolResult::error(error.description()));
+  }
+}
+
+Bytes RuntimeRequestHandler::answerOtherRequest(const std::string& requestType, const Bytes& requestData) {
+  if (is<ComputerUseIPCEventStreamStartRequest>(requestType) ||
+      is<ComputerUseIPCEventStreamStatusRequest>(requestType) ||
+      is<ComputerUseIPCEventStreamStopRequest>(requestType)) {
+    throw ToolError::actionRejected("Recording is not available in this version of Tavik Computer Use.");
+  }
+  if (is<ComputerUseIPCAppStartRequest>(requestType)) {
+    const auto request = decodeRecord<ComputerUseIPCAppStartRequest>(requestData);
+    TavikComputerUseLogger::info(LogCategory::session, "app_session_started", {{"appBundleID", request.app}});
+    return encodeRecord(ComputerUseIPCEmptyResponse{});
+  }
+  if (is<ComputerUseIPCAppModifyRequest>(requestType)) {
+    const auto request = decodeRecord<ComputerUseIPCAppModifyRequest>(requestData);
+    TavikComputerUseLogger::info(LogCategory::session, "app_modification_started",
+                                 {{"appBundleID", request.app}, {"modification", request.modification}});
+    return encodeRecord(ComputerUseIPCEmptyResponse{});
+  }
+  if (is<ComputerUseIPCAppStartFrontmostCaptureRequest>(requestType) ||
+      is<ComputerUseIPCAppNextCaptureUpdateRequest>(requestType) ||
+      is<ComputerUseIPCAppCancelCaptureRequest>(requestType)) {
+    throw ToolError::actionRejected("Appshots are not available in this version of Tavik Computer Use.");
+  }
+  if (is<ComputerUseIPCHealthRequest>(requestType)) return encodeRecord(health());
+  if (is<ComputerUseIPCAppUsageRequest>(requestType)) {
+    TavikComputerUseLogger::debug(LogCategory::session, "app_usage_report_received");
+    return encodeRecord(ComputerUseIPCEmptyResponse{});
+  }
+  TavikComputerUseLogger::error(LogCategory::ipc, "unknown_request_type", {{"requestType", requestType}});
+  throw ComputerUseIPCError(ComputerUseIPCError::Case::unknown);
+}
+
+ComputerUseIPCHealthResponse RuntimeRequestHandler::health() const {
+  ComputerUseIPCHealthResponse response;
+  response.generationID = identity_.generationID;
+  response.runtimePID = identity_.runtimePID;
+  response.bundleIdentifier = identity_.bundleIdentifier;
+  response.bundlePath = identity_.bundlePath;
+  response.isHealthy = true;
+  response.activeClientCount = lifetime_.activeClientCount();
+  response.heartbeatTimeoutSeconds = ComputerUseIPCClientTracker::defaultHeartbeatTimeoutSeconds;
+  return response;
+}
+
+}  // namespace tavik
