@@ -1,0 +1,50 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavik {
+
+/// What a desktop entry file says of an application.
+struct DesktopEntry {
+  /// The file's name without ".desktop", folders joined by "-".
+  std::string id;
+  std::string path;
+  /// In the user's language where the entry has it.
+  std::string name;
+  /// The program of the Exec line, as written there: a name or a path. For a line
+  /// that starts an interpreter with a script, the script.
+  std::string program;
+  std::string startupWMClass;
+  std::vector<std::string> categories;
+  /// Not for menus.
+  bool isNoDisplay = false;
+  /// Deleted by the user; hides entries of the same id in later folders.
+  bool isHidden = false;
+
+  bool operator==(const DesktopEntry&) const = default;
+};
+
+/// Reads the text of a desktop entry. `languages` are the user's, the best first,
+/// as the keys of an entry spell them ("zh_CN", "zh"). Absent when the text is no
+/// entry of an application.
+std::optional<DesktopEntry> parseDesktopEntry(std::string_view text, const std::vector<std::string>& languages);
+
+/// The user's languages from a locale's name ("de_AT.UTF-8@euro": "de_AT@euro",
+/// "de_AT", "de@euro", "de"); none for "C" and "POSIX".
+std::vector<std::string> languagesOfLocale(std::string_view locale);
+
+/// The words of an Exec line, unquoted, without field codes ("%U").
+std::vector<std::string> wordsOfExec(std::string_view exec);
+
+/// The program that words of a command stand for: the first that is neither `env`,
+/// an assignment, nor an interpreter with its options. Empty when there is none.
+std::string programOf(const std::vector<std::string>& words);
+
+/// Whether a program's name is that of a shell, of Python or of their like, which
+/// says nothing about the application that runs in it.
+bool isInterpreter(std::string_view program);
+
+}  // namespace tavik
