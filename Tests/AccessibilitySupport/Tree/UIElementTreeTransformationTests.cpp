@@ -6,6 +6,7 @@
 
 #include "AccessibilitySupport/Tree/TransformationPasses.h"
 #include "AccessibilitySupport/Tree/UIElementTreeTransformationRunner.h"
+#include "NoApplications.h"
 #include "TreeOfItems.h"
 
 namespace tavik {
@@ -14,13 +15,6 @@ namespace {
 using enum UIElementTreeTransformation;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-class NoApplications : public WorkspacePort {
- public:
-  std::vector<RunningApplication> runningApplications() override { return {}; }
-  std::optional<RunningApplication> runningApplication(std::int32_t) override { return std::nullopt; }
-  std::optional<RunningApplication> frontmostApplication() override { return std::nullopt; }
-};
 
 class UIElementTreeTransformationTests : public testing::Test {
  protected:
@@ -404,6 +398,12 @@ TEST_F(UIElementTreeTransformationTests, ShapesAWholeWindowAndNumbersIt) {
             "\t6 link [Docs](U) URL: U");
 }
 
+TEST_F(UIElementTreeTransformationTests, RemovesALoneDisabledButtonThatOnlyAnUntransformedTreeShows) {
+  const auto disabled = item({.role = "AXButton", .isEnabled = false, .actions = {"AXPress"}});
+  EXPECT_EQ(transformed(item({.role = "AXWindow", .title = "Mail"}, {disabled, button("Send")})),
+            "0 Window Mail\n\t1 button Send");
+}
+
 TEST_F(UIElementTreeTransformationTests, NumbersAnewWithEveryTransformation) {
   const auto made =
       tree(item({.role = "AXWindow", .title = "Mail"}, {button("a"), item({.role = "AXGroup"})}));
@@ -429,7 +429,6 @@ TEST_F(UIElementTreeTransformationTests, PassesDoNotRecurse) {
   const UIElementTreeItemValues links[] = {
       {.role = "AXGroup"},
       {.role = "AXList", .isSelectable = true, .actions = {"AXPress"}},
-      {.role = "AXWebArea"},
       {.role = "AXGroup", .roleDescription = "container"},
   };
   for (const auto& link : links) {
