@@ -13,6 +13,7 @@
 namespace tavik {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -32,12 +33,14 @@ class CallCommandTest : public ::testing::Test {
   const std::filesystem::path folder =
       std::filesystem::temp_directory_path() / ("tavik-" + UUID::make().string());
   std::ostringstream output;
-  std::ostringstream errors;
+  std::vector<std::string> complaints;
 
   int call(const std::string& tool, const std::string& arguments) {
     int status = -1;
-    scheduler.run(
-        [&] { status = CallCommand(caller, folder / "images", output, errors).run(tool, arguments); });
+    scheduler.run([&] {
+      const auto complain = [this](std::string line) { complaints.push_back(std::move(line)); };
+      status = CallCommand(caller, folder / "images", output, complain).run(tool, arguments);
+    });
     return status;
   }
 };
@@ -45,7 +48,7 @@ class CallCommandTest : public ::testing::Test {
 TEST_F(CallCommandTest, printsTheTextOfTheResult) {
   EXPECT_EQ(call("list_apps", ""), 0);
   EXPECT_EQ(output.str(), "done\n");
-  EXPECT_THAT(errors.str(), IsEmpty());
+  EXPECT_THAT(complaints, IsEmpty());
 }
 
 TEST_F(CallCommandTest, writesEachImageIntoAFileOfItsOwnAndSaysWhere) {
@@ -68,7 +71,7 @@ TEST_F(CallCommandTest, endsWith1WhenAnImageCannotBeWritten) {
   sender.script = [](const auto&) { return ScriptedSender::answer(stateWithImage); };
   std::ofstream(folder) << "a file where the folder should be";
   EXPECT_EQ(call("get_app_state", R"({"app":"a"})"), 1);
-  EXPECT_THAT(errors.str(), HasSubstr("could not be written"));
+  EXPECT_THAT(complaints, ElementsAre(HasSubstr("could not be written")));
 }
 
 TEST_F(CallCommandTest, endsWith2ForAToolThatIsNotThereOrArgumentsThatAreNoObject) {

@@ -49,11 +49,11 @@ TEST_F(RuntimeClientTest, sendsTheRecordAndGivesTheResponse) {
 
 TEST_F(RuntimeClientTest, putsAFailureOfTheTransportIntoWords) {
   using Failure = RequestSenderPort::Failure;
-  answerWith(ScriptedSender::failure(Failure::notReachable, "no session bus"));
-  EXPECT_EQ(
-      failureOf(acting),
-      "IPC error: the runtime does not run and could not be started (no session bus). Ask the user to run "
-      "\"TavikComputerUseBridge doctor\".");
+  answerWith(ScriptedSender::failure(Failure::notReachable, "There is no session bus."));
+  EXPECT_EQ(failureOf(acting),
+            "IPC error: the runtime does not run and could not be started (There is no session bus). Ask the "
+            "user to run "
+            "\"TavikComputerUseBridge doctor\".");
   answerWith(ScriptedSender::failure(Failure::timedOut, ""));
   EXPECT_THAT(failureOf(acting),
               StartsWith("IPC error: the runtime did not answer in time. If it was an action"));

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "Base/Encoding/UUID.h"
 #include "ComputerUseContracts/ToolError.h"
 #include "SlimCore/Logging/TavikComputerUseLogger.h"
 
@@ -192,7 +191,6 @@ void MCPServer::startToolCall(JSONRPCMessage request, const Reply& reply) {
   if (!enter(call))
     return refuse(JSONRPCErrorCode::invalidRequest, "A request with this id is still running");
   calls_.start("tools/call", [this, call, tool, arguments = std::move(arguments)] {
-    RequestIDScope requestID(UUID::make().string());
     JSON result = caller_.call(tool, arguments).toJSON();
     if (leave(call)) call->reply(jsonRPCResult(call->id, std::move(result)));
   });

@@ -8,7 +8,8 @@ namespace {
 constexpr const char* mayHaveHappened =
     " If it was an action, call get_app_state to see whether it happened before you repeat it.";
 
-std::string withDetail(std::string words, const std::string& detail) {
+std::string withDetail(std::string words, std::string detail) {
+  if (detail.ends_with('.')) detail.pop_back();
   return detail.empty() ? words : words + " (" + detail + ")";
 }
 

@@ -29,8 +29,11 @@ std::filesystem::path freeImagePath(const std::filesystem::path& directory, cons
 }  // namespace
 
 CallCommand::CallCommand(ToolCaller& caller, std::filesystem::path imageDirectory, std::ostream& output,
-                         std::ostream& errors)
-    : caller_(caller), imageDirectory_(std::move(imageDirectory)), output_(output), errors_(errors) {}
+                         Complain complain)
+    : caller_(caller),
+      imageDirectory_(std::move(imageDirectory)),
+      output_(output),
+      complain_(std::move(complain)) {}
 
 int CallCommand::run(const std::string& tool, const std::string& arguments) {
   if (!caller_.catalogue().contains(tool)) return refuse("There is no tool \"" + tool + "\".");
@@ -47,7 +50,7 @@ int CallCommand::print(const std::string& tool, const ToolResult& result) {
     } else if (const auto path = writeImage(tool, block.image())) {
       output_ << "Image: " << path->string() << '\n';
     } else {
-      errors_ << "The image could not be written into " << imageDirectory_ << ".\n";
+      complain_("The image could not be written into " + imageDirectory_.string() + ".");
       return toolError;
     }
   }
@@ -66,7 +69,7 @@ std::optional<std::filesystem::path> CallCommand::writeImage(const std::string& 
 }
 
 int CallCommand::refuse(const std::string& why) {
-  errors_ << why << '\n';
+  complain_(why);
   return wrongCommandLine;
 }
 

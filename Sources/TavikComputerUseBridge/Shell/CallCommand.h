@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -13,10 +14,13 @@ namespace tavik {
 /// writes its images into a folder, saying where.
 class CallCommand {
  public:
+  /// Given a line for the person about what went wrong.
+  using Complain = std::function<void(std::string line)>;
+
   /// All must outlive this. Images are written below `imageDirectory`, which is
   /// made when it is not there.
   CallCommand(ToolCaller& caller, std::filesystem::path imageDirectory, std::ostream& output,
-              std::ostream& errors);
+              Complain complain);
 
   /// `arguments` is JSON, or empty for none. The program's exit status: 0 on
   /// success, 1 when the tool answered with an error, 2 for a wrong command line.
@@ -32,7 +36,7 @@ class CallCommand {
   ToolCaller& caller_;
   const std::filesystem::path imageDirectory_;
   std::ostream& output_;
-  std::ostream& errors_;
+  const Complain complain_;
 };
 
 }  // namespace tavik

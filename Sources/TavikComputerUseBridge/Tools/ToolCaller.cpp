@@ -1,5 +1,6 @@
 #include "TavikComputerUseBridge/Tools/ToolCaller.h"
 
+#include "Base/Encoding/UUID.h"
 #include "Base/JSON/Record.h"
 #include "ComputerUseContracts/ComputerUseIPCToolResultResponse.h"
 #include "ComputerUseContracts/EventStreamRecords.h"
@@ -23,6 +24,7 @@ ToolResult resultOf(const RuntimeRequest& request, const Bytes& response) {
 }  // namespace
 
 ToolResult ToolCaller::call(const std::string& tool, const ParsedJSON& arguments) {
+  const RequestIDScope requestID(UUID::make().string());
   const MonotonicTime start = scheduler_.now();
   TavikComputerUseLogger::info(LogCategory::tools, "tool_call_started", {{"tool", tool}});
   ToolResult result = perform(tool, arguments);

@@ -19,8 +19,8 @@ class ToolCaller {
 
   const ToolCatalogue& catalogue() const { return catalogue_; }
 
-  /// Blocks for the result. `tool` must be in the catalogue and `arguments` an
-  /// object. Never throws: what goes wrong is a result that says so.
+  /// Blocks for the result, under a request identifier of its own. `tool` must be in the catalogue and
+  /// `arguments` an object. Never throws: what goes wrong is a result that says so.
   ToolResult call(const std::string& tool, const ParsedJSON& arguments);
 
  private:
