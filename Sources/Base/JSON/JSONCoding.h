@@ -92,11 +92,13 @@ requires(!std::same_as<Integer, bool>) struct JSONCoding<Integer> {
 
  private:
   /// Absent outside the 64-bit integers and for a number with a fraction.
+  /// A float at the lower limit is a rounded one from below: the limit itself is read
+  /// as an integer.
   static std::optional<std::int64_t> wholeNumber(const ParsedJSON& json) {
     if (json.is_number_float()) {
       constexpr double limit = 9223372036854775808.0;
       const double value = json.get<double>();
-      if (!(value >= -limit && value < limit) || std::trunc(value) != value) return std::nullopt;
+      if (!(value > -limit && value < limit) || std::trunc(value) != value) return std::nullopt;
       return static_cast<std::int64_t>(value);
     }
     if (json.is_number_unsigned() && !std::in_range<std::int64_t>(json.get<std::uint64_t>()))
