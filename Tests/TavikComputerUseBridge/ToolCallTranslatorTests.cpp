@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "ComputerUseContracts/ToolError.h"
+#include "TavikComputerUseBridge/Tools/ToolCatalogue.h"
 
 namespace tavik {
 namespace {
@@ -156,6 +157,16 @@ TEST(ToolCallTranslator, takesNumbersWrittenAsText) {
 TEST(ToolCallTranslator, prefersTheElementToAPoint) {
   EXPECT_EQ(recordOf("click", R"({"app":"a","element_index":7,"x":1})"),
             action(R"({"click":{"_0":{"clickCount":1,"elementIndex":7,"mouseButton":0}}})"));
+}
+
+TEST(ToolCallTranslator, translatesEveryToolOfTheCatalogue) {
+  const auto everything = ParsedJSON::parse(
+      R"({"app":"a","element_index":1,"direction":"up","from_x":1,"from_y":1,"to_x":1,"to_y":1,"text":"t","key":"k",)"
+      R"("value":"v","action":"Press"})");
+  const ToolCatalogue catalogue("ctrl");
+  for (const ToolDescription& tool : catalogue.tools()) {
+    EXPECT_FALSE(translateToolCall(tool.name, everything).requestType.empty()) << tool.name;
+  }
 }
 
 TEST(ToolCallTranslator, onlyReadingMayBeRepeated) {
