@@ -1,0 +1,100 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "Backends/Linux/Accessibility/ApplicationDirectory.h"
+#include "Backends/Linux/Accessibility/ElementReader.h"
+#include "Backends/Linux/Accessibility/NotificationHub.h"
+#include "Backends/Linux/Accessibility/WindowPlacement.h"
+#include "PlatformInterfaces/AccessibilityPort.h"
+
+namespace tavik {
+
+/// The accessibility port over AT-SPI2.
+///
+/// Elements of the caller's own process are not served: they answer `apiDisabled`,
+/// since the thread that would ask is the one that would have to answer.
+class ATSPIAccessibilityPort : public AccessibilityPort {
+ public:
+  /// The session bus tells where the accessibility bus is. The poster runs work on
+  /// the main queue, later. All three outlive the port.
+  ATSPIAccessibilityPort(BusConnection& sessionBus, WindowPlacement& placement, NotificationHub::Poster poster);
+  ~ATSPIAccessibilityPort() override;
+
+  AXElement createApplication(std::int32_t pid) override;
+  AXElement createSystemWide() override;
+  AXResult<std::int32_t> getPid(const AXElement& element) override;
+  AXErrorCode setMessagingTimeout(const AXElement& element, float seconds) override;
+  std::unique_ptr<AXReadScope> beginReadScope(const AXElement& root) override;
+
+  AXResult<AXValue> copyAttributeValue(const AXElement& element, const std::string& attribute) override;
+  AXResult<AXValue> copyAttributeValues(const AXElement& element, const std::string& attribute, long index,
+                                        long maxValues) override;
+  AXResult<long> getAttributeValueCount(const AXElement& element, const std::string& attribute) override;
+  AXResult<AXArray> copyMultipleAttributeValues(const AXElement& element,
+                                                const std::vector<std::string>& attributes) override;
+  AXResult<AXValue> copyParameterizedAttributeValue(const AXElement& element, const std::string& attribute,
+                                                    const AXValue& parameter) override;
+  AXResult<bool> isAttributeSettable(const AXElement& element, const std::string& attribute) override;
+  AXErrorCode setAttributeValue(const AXElement& element, const std::string& attribute,
+                                const AXValue& value) override;
+
+  AXResult<std::vector<std::string>> copyActionNames(const AXElement& element) override;
+  AXResult<std::string> copyActionDescription(const AXElement& element, const std::string& action) override;
+  AXErrorCode performAction(const AXElement& element, const std::string& action) override;
+
+  AXResult<AXElement> copyElementAtPosition(const AXElement& element, Point point) override;
+
+  AXResult<std::shared_ptr<AXObserver>> createObserver(std::int32_t pid, ObserverCallback callback) override;
+  void addObserverSource(const std::shared_ptr<AXObserver>& observer) override;
+  void removeObserverSource(const std::shared_ptr<AXObserver>& observer) override;
+  AXErrorCode addNotification(const std::shared_ptr<AXObserver>& observer, const AXElement& element,
+                              const std::string& notification) override;
+  AXErrorCode removeNotification(const std::shared_ptr<AXObserver>& observer, const AXElement& element,
+                                 const std::string& notification) override;
+
+ private:
+  class ReadScope;
+  struct Scope {
+    int holders = 0;
+    std::vector<LinuxElement> roots;
+    /// Made at the first reading; let go of when something was changed.
+    std::shared_ptr<AccessibleTree> tree;
+  };
+
+  std::chrono::milliseconds timeout(std::int32_t pid);
+  /// The tree of the process's scope; absent without a scope.
+  std::shared_ptr<AccessibleTree> scopeTree(std::int32_t pid, const std::vector<AccessibleApplication>& applications,
+                                            std::vector<LinuxElement>& roots);
+  void endScope(std::int32_t pid);
+  void forgetReadings(std::int32_t pid);
+  std::vector<AccessibleReference> objectsOf(const LinuxElement& element,
+                                             const std::vector<AccessibleApplication>& applications) const;
+
+  /// Runs `body` with a reader of the element's process, after making sure that the
+  /// element is there.
+  template <class T, class Body>
+  AXResult<T> reading(const AXElement& element, Body body);
+  template <class Body>
+  AXErrorCode writing(const AXElement& element, Body body);
+  AXResult<AXValue> attribute(ElementReader& reader, const LinuxElement& element, const std::string& name);
+  AXResult<AXElement> hitTest(ElementReader& reader, const LinuxElement& start, Point point);
+
+  BusConnection& sessionBus_;
+  WindowPlacement& placement_;
+  BusConnection bus_;
+  ApplicationDirectory directory_;
+  const std::shared_ptr<NotificationHub> hub_;
+
+  std::mutex mutex_;
+  std::chrono::milliseconds processWideTimeout_;
+  std::unordered_map<std::int32_t, std::chrono::milliseconds> timeouts_;
+  std::unordered_map<std::int32_t, Scope> scopes_;
+};
+
+}  // namespace tavik

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <unordered_set>
+#include <vector>
+
+#include "Backends/Linux/Accessibility/FactFetcher.h"
+#include "Backends/Linux/Accessibility/Toolkit.h"
+
+namespace tavik {
+
+/// What an application is on the bus.
+struct AccessibleApplication {
+  AccessibleReference root = {};
+  Toolkit toolkit = Toolkit::other;
+
+  bool operator==(const AccessibleApplication&) const = default;
+};
+
+/// What has been read of one process's elements: for one question, or, in a read
+/// scope, for all of them. Whoever uses it holds `mutex` meanwhile.
+class AccessibleTree {
+ public:
+  AccessibleTree(BusConnection& bus, std::vector<AccessibleApplication> applications,
+                 std::chrono::milliseconds timeout);
+
+  std::mutex mutex;
+
+  const std::vector<AccessibleApplication>& applications() const { return applications_; }
+  Toolkit toolkit(const AccessibleReference& object) const;
+  bool isRoot(const AccessibleReference& object) const;
+
+  /// The facts of an object with these facets, asked now where they are missing.
+  /// Never null; look at `failure`. Stays valid as long as the tree.
+  const AccessibleFacts& read(const AccessibleReference& object, Facets facets);
+  /// The same of many objects in one flight.
+  void readAll(const std::vector<AccessibleReference>& objects, Facets facets);
+
+  /// The place in an object's text, in code points, that is nearest a screen point.
+  std::optional<long> textOffset(const AccessibleReference& object, Point point);
+  /// The object that an object names as standing at a screen point.
+  std::optional<AccessibleReference> objectAt(const AccessibleReference& object, Point point);
+
+  /// Reads everything on screen below these objects that a reading of the whole
+  /// tree asks for, as far as it comes within a few seconds.
+  void prefetch(const std::vector<AccessibleReference>& roots);
+  bool isPrefetched() const { return isPrefetched_; }
+  /// Everything read so far that has a state.
+  std::vector<AccessibleReference> objectsWith(AccessibleState state) const;
+
+  /// To be called when a new operation begins. Once the application has let a
+  /// time-out pass, the rest of the operation fails without waiting for more.
+  void beginOperation() { isSilent_ = false; }
+
+ private:
+  struct Walk;
+
+  BusReply ask(const BusMessage& question);
+  /// False when the application did not answer at all.
+  bool loadCache(const AccessibleReference& root);
+  void advance(Walk& walk, const AccessibleReference& object, AccessibleFacts& facts);
+
+  BusConnection& bus_;
+  const std::vector<AccessibleApplication> applications_;
+  const std::chrono::milliseconds timeout_;
+  FactsMap facts_;
+  bool isPrefetched_ = false;
+  bool isSilent_ = false;
+};
+
+}  // namespace tavik
