@@ -23,7 +23,8 @@ const AccessibleReference statusObject{"org.a11y.Bus", "/org/a11y/bus"};
 
 BusConnection::AddressProvider accessibilityBusAddress(BusConnection& sessionBus) {
   return [&sessionBus] {
-    if (const char* address = std::getenv("AT_SPI_BUS_ADDRESS"); address && *address) return std::string(address);
+    if (const char* address = std::getenv("AT_SPI_BUS_ADDRESS"); address && *address)
+      return std::string(address);
     return sessionBus.call(accessibility::call(statusObject, "org.a11y.Bus", "GetAddress"), addressTimeout)
         .read()
         .string();
@@ -133,7 +134,8 @@ void ATSPIAccessibilityPort::forgetReadings(std::int32_t pid) {
 }
 
 std::shared_ptr<AccessibleTree> ATSPIAccessibilityPort::scopeTree(
-    std::int32_t pid, const std::vector<AccessibleApplication>& applications, std::vector<LinuxElement>& roots) {
+    std::int32_t pid, const std::vector<AccessibleApplication>& applications,
+    std::vector<LinuxElement>& roots) {
   std::chrono::milliseconds patience = timeout(pid);
   std::lock_guard lock(mutex_);
   auto scope = scopes_.find(pid);
@@ -200,7 +202,8 @@ AXErrorCode ATSPIAccessibilityPort::writing(const AXElement& element, Body body)
 
 AXResult<AXValue> ATSPIAccessibilityPort::attribute(ElementReader& reader, const LinuxElement& element,
                                                     const std::string& name) {
-  if (name != "AXFocusedUIElement" || element.kind != Kind::application) return reader.attribute(element, name);
+  if (name != "AXFocusedUIElement" || element.kind != Kind::application)
+    return reader.attribute(element, name);
   std::optional<AccessibleReference> last;
   for (const AccessibleApplication& application : reader.tree().applications()) {
     if (!last) last = hub_->lastFocused(application.root.bus);
@@ -210,14 +213,16 @@ AXResult<AXValue> ATSPIAccessibilityPort::attribute(ElementReader& reader, const
   return AXResult<AXValue>::success(LinuxElement::handle(*focused));
 }
 
-AXResult<AXValue> ATSPIAccessibilityPort::copyAttributeValue(const AXElement& element, const std::string& name) {
+AXResult<AXValue> ATSPIAccessibilityPort::copyAttributeValue(const AXElement& element,
+                                                             const std::string& name) {
   return reading<AXValue>(element, [&](ElementReader& reader, const LinuxElement& target) {
     return attribute(reader, target, name);
   });
 }
 
-AXResult<AXValue> ATSPIAccessibilityPort::copyAttributeValues(const AXElement& element, const std::string& name,
-                                                              long index, long maxValues) {
+AXResult<AXValue> ATSPIAccessibilityPort::copyAttributeValues(const AXElement& element,
+                                                              const std::string& name, long index,
+                                                              long maxValues) {
   if (index < 0 || maxValues < 0) return AXResult<AXValue>::failed(AXError::illegalArgument);
   AXResult<AXValue> whole = copyAttributeValue(element, name);
   if (!whole.ok()) return whole;
@@ -228,7 +233,8 @@ AXResult<AXValue> ATSPIAccessibilityPort::copyAttributeValues(const AXElement& e
   return AXResult<AXValue>::success(AXArray(array->begin() + first, array->begin() + first + count));
 }
 
-AXResult<long> ATSPIAccessibilityPort::getAttributeValueCount(const AXElement& element, const std::string& name) {
+AXResult<long> ATSPIAccessibilityPort::getAttributeValueCount(const AXElement& element,
+                                                              const std::string& name) {
   AXResult<AXValue> whole = copyAttributeValue(element, name);
   if (!whole.ok()) return AXResult<long>::failed(whole.code);
   const AXArray* array = whole.value.get<AXArray>();
@@ -256,7 +262,8 @@ AXResult<AXValue> ATSPIAccessibilityPort::copyParameterizedAttributeValue(const 
   });
 }
 
-AXResult<bool> ATSPIAccessibilityPort::isAttributeSettable(const AXElement& element, const std::string& name) {
+AXResult<bool> ATSPIAccessibilityPort::isAttributeSettable(const AXElement& element,
+                                                           const std::string& name) {
   return reading<bool>(element, [&](ElementReader& reader, const LinuxElement& target) {
     return AXResult<bool>::success(reader.isSettable(target, name));
   });
@@ -298,7 +305,8 @@ AXErrorCode ATSPIAccessibilityPort::performAction(const AXElement& element, cons
 
 // Hit testing.
 
-AXResult<AXElement> ATSPIAccessibilityPort::hitTest(ElementReader& reader, const LinuxElement& start, Point point) {
+AXResult<AXElement> ATSPIAccessibilityPort::hitTest(ElementReader& reader, const LinuxElement& start,
+                                                    Point point) {
   LinuxElement hit = start;
   // Children may reach beyond their parent; the application itself knows them best.
   for (int depth = 0; depth < deepestHit && hit.kind == Kind::object; ++depth) {
@@ -328,8 +336,8 @@ AXResult<AXElement> ATSPIAccessibilityPort::copyElementAtPosition(const AXElemen
     return copyElementAtPosition(createApplication(*pid), point);
   }
   return reading<AXElement>(element, [&](ElementReader& reader, const LinuxElement& target) {
-    std::vector<LinuxElement> starts = target.kind == Kind::application ? reader.children(target)
-                                                                        : std::vector{target};
+    std::vector<LinuxElement> starts =
+        target.kind == Kind::application ? reader.children(target) : std::vector{target};
     if (std::optional<LinuxElement> main = reader.mainWindow(); main && target.kind == Kind::application) {
       std::erase(starts, *main);
       starts.push_back(*main);
@@ -359,12 +367,14 @@ void ATSPIAccessibilityPort::removeObserverSource(const std::shared_ptr<AXObserv
 }
 
 AXErrorCode ATSPIAccessibilityPort::addNotification(const std::shared_ptr<AXObserver>& observer,
-                                                    const AXElement& element, const std::string& notification) {
+                                                    const AXElement& element,
+                                                    const std::string& notification) {
   return hub_->add(observer, element, notification);
 }
 
 AXErrorCode ATSPIAccessibilityPort::removeNotification(const std::shared_ptr<AXObserver>& observer,
-                                                       const AXElement& element, const std::string& notification) {
+                                                       const AXElement& element,
+                                                       const std::string& notification) {
   return hub_->remove(observer, element, notification);
 }
 

@@ -23,7 +23,8 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
  public:
   /// The session bus tells where the accessibility bus is. The poster runs work on
   /// the main queue, later. All three outlive the port.
-  ATSPIAccessibilityPort(BusConnection& sessionBus, WindowPlacement& placement, NotificationHub::Poster poster);
+  ATSPIAccessibilityPort(BusConnection& sessionBus, WindowPlacement& placement,
+                         NotificationHub::Poster poster);
   ~ATSPIAccessibilityPort() override;
 
   AXElement createApplication(std::int32_t pid) override;
@@ -69,7 +70,8 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
 
   std::chrono::milliseconds timeout(std::int32_t pid);
   /// The tree of the process's scope; absent without a scope.
-  std::shared_ptr<AccessibleTree> scopeTree(std::int32_t pid, const std::vector<AccessibleApplication>& applications,
+  std::shared_ptr<AccessibleTree> scopeTree(std::int32_t pid,
+                                            const std::vector<AccessibleApplication>& applications,
                                             std::vector<LinuxElement>& roots);
   void endScope(std::int32_t pid);
   void forgetReadings(std::int32_t pid);

@@ -157,7 +157,8 @@ void AccessibleTree::advance(Walk& walk, const AccessibleReference& object, Acce
   if (!facts.knows(statesFacet)) return walk.fetcher.want(object, statesFacet);
   if (!isWalkRoot && !mayShow(node)) return;
   if (!facts.knows(baseFacets)) return walk.fetcher.want(object, baseFacets);
-  if (node.toolkit == Toolkit::gtk4 && !facts.knows(extentsFacet)) return walk.fetcher.want(object, extentsFacet);
+  if (node.toolkit == Toolkit::gtk4 && !facts.knows(extentsFacet))
+    return walk.fetcher.want(object, extentsFacet);
   if (!isWalkRoot && !isShowing(node)) return;
   Facets details = detailFacets(node);
   if (!facts.knows(details)) {
@@ -169,7 +170,8 @@ void AccessibleTree::advance(Walk& walk, const AccessibleReference& object, Acce
   }
   if (!facts.identifier.empty()) walk.foundIdentifier = true;
   if (!walk.expanded.insert(object).second) return;
-  int tellingChildren = facts.role == AccessibleRole::comboBox || isRowContainerRole(facts.role) ? kindSampleSize : 0;
+  int tellingChildren =
+      facts.role == AccessibleRole::comboBox || isRowContainerRole(facts.role) ? kindSampleSize : 0;
   for (const AccessibleReference& child : facts.children) {
     if (!walk.met.insert(child).second) continue;
     AccessibleFacts& childFacts = facts_[child];
@@ -190,7 +192,8 @@ std::vector<AccessibleReference> AccessibleTree::objectsWith(AccessibleState sta
 bool AccessibleTree::loadCache(const AccessibleReference& root) {
   AccessibleReference cache{root.bus, accessibility::cachePath};
   BusReply reply = bus_.call(accessibility::call(cache, accessibility::cache, "GetItems"), timeout_);
-  if (reply.status == BusReply::Status::timedOut || reply.status == BusReply::Status::disconnected) return false;
+  if (reply.status == BusReply::Status::timedOut || reply.status == BusReply::Status::disconnected)
+    return false;
   if (!reply.ok() || reply.message.signature() != cacheItemsSignature) return true;
   std::unordered_map<AccessibleReference, ListedChildren> listed;
   std::unordered_map<AccessibleReference, std::int64_t> counts;

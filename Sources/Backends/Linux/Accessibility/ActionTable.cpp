@@ -9,14 +9,18 @@ namespace {
 using Role = AccessibleRole;
 using Condition = bool (*)(const NodeView& node);
 
-bool always(const NodeView&) { return true; }
+bool always(const NodeView&) {
+  return true;
+}
 
 bool onEntry(const NodeView& node) {
   return isTextRole(node.facts.role) || node.facts.role == Role::spinButton;
 }
 
 /// A cell is activated by a double click; its row stands for a single one.
-bool onCell(const NodeView& node) { return node.facts.role == Role::tableCell; }
+bool onCell(const NodeView& node) {
+  return node.facts.role == Role::tableCell;
+}
 
 bool opensByShowMenu(const NodeView& node) {
   return node.facts.role == Role::menu || isMenuItemRole(node.facts.role);
@@ -151,9 +155,11 @@ std::optional<ActionTranslation> findAction(const NodeView& node, const std::str
   return std::nullopt;
 }
 
-std::optional<int> ownActionNumber(const AccessibleFacts& facts, std::initializer_list<std::string_view> names) {
+std::optional<int> ownActionNumber(const AccessibleFacts& facts,
+                                   std::initializer_list<std::string_view> names) {
   for (std::size_t i = 0; i < facts.actions.size(); ++i) {
-    if (std::find(names.begin(), names.end(), facts.actions[i].name) != names.end()) return static_cast<int>(i);
+    if (std::find(names.begin(), names.end(), facts.actions[i].name) != names.end())
+      return static_cast<int>(i);
   }
   return std::nullopt;
 }

@@ -34,7 +34,8 @@ std::vector<ActionTranslation> translateActions(const NodeView& node);
 std::optional<ActionTranslation> findAction(const NodeView& node, const std::string& name);
 
 /// The number of the object's own action with one of these names, if any.
-std::optional<int> ownActionNumber(const AccessibleFacts& facts, std::initializer_list<std::string_view> names);
+std::optional<int> ownActionNumber(const AccessibleFacts& facts,
+                                   std::initializer_list<std::string_view> names);
 
 /// Whether the number of an object is a value that a person sets.
 bool isAdjustable(const NodeView& node);

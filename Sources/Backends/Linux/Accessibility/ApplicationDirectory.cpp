@@ -91,7 +91,8 @@ void ApplicationDirectory::refresh() {
   }
   std::lock_guard lock(mutex_);
   std::erase_if(entries_, [&](const auto& entry) {
-    return std::none_of(roots.begin(), roots.end(), [&](const auto& root) { return root.bus == entry.first; });
+    return std::none_of(roots.begin(), roots.end(),
+                        [&](const auto& root) { return root.bus == entry.first; });
   });
 }
 
@@ -120,7 +121,8 @@ AXResult<std::vector<AccessibleApplication>> ApplicationDirectory::applications(
   }
   if (entries.empty()) {
     if (!bus_.isConnected()) return Result::failed(AXError::cannotComplete);
-    return Result::failed(kill(pid, 0) == 0 || errno == EPERM ? AXError::apiDisabled : AXError::invalidUIElement);
+    return Result::failed(kill(pid, 0) == 0 || errno == EPERM ? AXError::apiDisabled
+                                                              : AXError::invalidUIElement);
   }
   std::vector<AccessibleApplication> result;
   for (Entry& entry : entries) {

@@ -23,7 +23,8 @@ class ApplicationDirectory {
   /// each time. `apiDisabled` when the process lives and is not on the bus,
   /// `invalidUIElement` when there is no such process, `cannotComplete` when it does
   /// not answer or there is no bus.
-  AXResult<std::vector<AccessibleApplication>> applications(std::int32_t pid, std::chrono::milliseconds timeout);
+  AXResult<std::vector<AccessibleApplication>> applications(std::int32_t pid,
+                                                            std::chrono::milliseconds timeout);
   /// Every process on the bus.
   std::vector<std::int32_t> pids();
   /// The process behind a connection; 0 when it has gone.

@@ -51,7 +51,9 @@ struct AttributeTable {
 
   static Value role(Reader reader, Element element) { return of(reader.role(element).role); }
   static Value subrole(Reader reader, Element element) { return textOrNone(reader.role(element).subrole); }
-  static Value roleDescription(Reader reader, Element element) { return of(reader.role(element).description); }
+  static Value roleDescription(Reader reader, Element element) {
+    return of(reader.role(element).description);
+  }
 
   // What it says.
 
@@ -147,7 +149,8 @@ struct AttributeTable {
 
   /// GTK and Qt give a closed choice the name of what is chosen.
   static bool showsChoiceAsName(const NodeView& node) {
-    return node.facts.role == Role::comboBox && node.toolkit != Toolkit::chromium && node.toolkit != Toolkit::other;
+    return node.facts.role == Role::comboBox && node.toolkit != Toolkit::chromium &&
+           node.toolkit != Toolkit::other;
   }
 
   static bool isCheckable(const NodeView& node) {
@@ -180,8 +183,12 @@ struct AttributeTable {
     return isFormattedNumber(node) ? textOrNone(text::trimmed(node.facts.description)) : none();
   }
 
-  static Value minimum(Reader reader, Element element) { return limit(reader, element, &AccessibleFacts::minimum, 0); }
-  static Value maximum(Reader reader, Element element) { return limit(reader, element, &AccessibleFacts::maximum, 1); }
+  static Value minimum(Reader reader, Element element) {
+    return limit(reader, element, &AccessibleFacts::minimum, 0);
+  }
+  static Value maximum(Reader reader, Element element) {
+    return limit(reader, element, &AccessibleFacts::maximum, 1);
+  }
   static Value limit(Reader reader, Element element, double AccessibleFacts::*field, double ofScrollBar) {
     if (!isObject(element) || !reader.view(element.object).facts.has(valueInterface)) return none();
     if (hasRole(reader, element, "AXScrollBar")) return of(ofScrollBar);
@@ -239,8 +246,12 @@ struct AttributeTable {
     NodeView node = reader.view(element.object);
     return node.isTopLevel ? of(node.facts.is(state)) : none();
   }
-  static Value isMain(Reader reader, Element element) { return stateOfWindow(reader, element, State::active); }
-  static Value isModal(Reader reader, Element element) { return stateOfWindow(reader, element, State::modal); }
+  static Value isMain(Reader reader, Element element) {
+    return stateOfWindow(reader, element, State::active);
+  }
+  static Value isModal(Reader reader, Element element) {
+    return stateOfWindow(reader, element, State::modal);
+  }
   static Value isMinimized(Reader reader, Element element) {
     return stateOfWindow(reader, element, State::iconified);
   }
@@ -409,8 +420,9 @@ struct AttributeTable {
     if (element.kind == Kind::row) return name == "AXSelected";
     if (!isObject(element)) return false;
     NodeView node = reader.view(element.object);
-    if (name == "AXValue") return (isEditable(node) && isTextRole(node.facts.role)) ||
-                                  (isAdjustable(node) && node.facts.role != Role::splitPane && isEnabled(node));
+    if (name == "AXValue")
+      return (isEditable(node) && isTextRole(node.facts.role)) ||
+             (isAdjustable(node) && node.facts.role != Role::splitPane && isEnabled(node));
     if (name == "AXFocused") return node.facts.is(State::focusable);
     if (name == "AXSelected") return canBeSelected(node);
     if (name == "AXSelectedTextRange") return isTextRole(node.facts.role) && node.facts.has(textInterface);
@@ -435,7 +447,8 @@ AXResult<AXValue> ElementReader::parameterizedAttribute(const LinuxElement& elem
                                                         const AXValue& parameter) {
   using Value = AXResult<AXValue>;
   bool isAttributed = name == "AXAttributedStringForRange";
-  if (name != "AXStringForRange" && !isAttributed) return Value::failed(AXError::parameterizedAttributeUnsupported);
+  if (name != "AXStringForRange" && !isAttributed)
+    return Value::failed(AXError::parameterizedAttributeUnsupported);
   if (!AttributeTable::isTextElement(*this, element)) {
     return Value::failed(AXError::parameterizedAttributeUnsupported);
   }

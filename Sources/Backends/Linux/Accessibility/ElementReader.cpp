@@ -94,17 +94,17 @@ RoleTranslation ElementReader::role(const LinuxElement& element) {
 
 // Structure.
 
-std::vector<AccessibleReference> ElementReader::shownChildren(const AccessibleReference& reference, Facets facets) {
+std::vector<AccessibleReference> ElementReader::shownChildren(const AccessibleReference& reference,
+                                                              Facets facets) {
   std::vector<AccessibleReference> children = tree_.read(reference, childrenFacet).children;
   if (tree_.toolkit(reference) == Toolkit::gtk4) facets |= extentsFacet;
   tree_.readAll(children, baseFacets | facets);
   std::unordered_set<AccessibleReference> met;
   std::erase_if(children, [&](const AccessibleReference& child) {
     const AccessibleFacts& facts = tree_.read(child, 0);
-    bool isShown = facts.failure == AXError::success &&
-                   isShowing({.facts = facts,
-                              .toolkit = tree_.toolkit(child),
-                              .isTopLevel = tree_.isRoot(reference)});
+    bool isShown =
+        facts.failure == AXError::success &&
+        isShowing({.facts = facts, .toolkit = tree_.toolkit(child), .isTopLevel = tree_.isRoot(reference)});
     return !isShown || !met.insert(child).second;
   });
   return children;
@@ -211,7 +211,8 @@ std::vector<LinuxElement> ElementReader::children(const LinuxElement& element) {
       if (!isCellRole(tree_.read(child, roleFacet).role)) result.push_back(object(child));
     }
     for (const auto& line : lines(element.object)) {
-      result.push_back({.kind = Kind::row, .pid = pid_, .object = element.object, .anchor = line.front().path});
+      result.push_back(
+          {.kind = Kind::row, .pid = pid_, .object = element.object, .anchor = line.front().path});
     }
     return result;
   }
@@ -239,7 +240,8 @@ std::optional<LinuxElement> ElementReader::parent(const LinuxElement& element) {
       }
     }
   }
-  bool isItem = node.facts.role == Role::menu || isMenuItemRole(node.facts.role) || node.facts.role == Role::separator;
+  bool isItem =
+      node.facts.role == Role::menu || isMenuItemRole(node.facts.role) || node.facts.role == Role::separator;
   if (isItem && node.parentRole == Role::menu && holdsItems(view(above))) {
     return LinuxElement{.kind = Kind::menu, .pid = pid_, .object = above, .anchor = {}};
   }
@@ -258,7 +260,8 @@ std::optional<LinuxElement> ElementReader::window(const LinuxElement& element) {
 
 std::vector<LinuxElement> ElementReader::windows() {
   std::vector<LinuxElement> result = applicationChildren();
-  std::erase_if(result, [&](const LinuxElement& child) { return std::string_view(role(child).role) != "AXWindow"; });
+  std::erase_if(result,
+                [&](const LinuxElement& child) { return std::string_view(role(child).role) != "AXWindow"; });
   return result;
 }
 
@@ -298,7 +301,8 @@ std::optional<LinuxElement> ElementReader::shownMenu(const LinuxElement& element
   return std::nullopt;
 }
 
-std::optional<LinuxElement> ElementReader::focusedElement(const std::optional<AccessibleReference>& lastKnown) {
+std::optional<LinuxElement> ElementReader::focusedElement(
+    const std::optional<AccessibleReference>& lastKnown) {
   auto isFocused = [&](const AccessibleReference& reference) {
     const AccessibleFacts& facts = tree_.read(reference, baseFacets | parentFacet | extentsFacet);
     return facts.failure == AXError::success && facts.is(State::focused) && isShowing(view(reference)) &&

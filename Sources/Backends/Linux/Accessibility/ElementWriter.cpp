@@ -100,7 +100,8 @@ AXErrorCode ElementWriter::step(const AccessibleReference& object, int direction
   return setNumber(object, next);
 }
 
-AXErrorCode ElementWriter::set(const LinuxElement& element, const std::string& attribute, const AXValue& value) {
+AXErrorCode ElementWriter::set(const LinuxElement& element, const std::string& attribute,
+                               const AXValue& value) {
   if (attribute == "AXSelected") {
     std::optional<bool> selected = truthOf(value);
     if (!selected) return AXError::illegalArgument;
@@ -108,7 +109,8 @@ AXErrorCode ElementWriter::set(const LinuxElement& element, const std::string& a
   }
   if (element.kind != Kind::object) return AXError::attributeUnsupported;
   NodeView node = reader_.view(element.object);
-  bool isCheckable = node.facts.role == AccessibleRole::checkBox || node.facts.role == AccessibleRole::radioButton ||
+  bool isCheckable = node.facts.role == AccessibleRole::checkBox ||
+                     node.facts.role == AccessibleRole::radioButton ||
                      node.facts.role == AccessibleRole::toggleButton;
   if (attribute == "AXValue" && isCheckable) {
     std::optional<bool> wanted = truthOf(value);
@@ -147,10 +149,9 @@ AXErrorCode ElementWriter::setValue(const AccessibleReference& object, const AXV
 
 AXErrorCode ElementWriter::setNumber(const AccessibleReference& object, double number) {
   BusMessage message = call(object, "org.freedesktop.DBus.Properties", "Set");
-  BusWriter(message)
-      .string(accessibility::value)
-      .string("CurrentValue")
-      .variant("d", [&](BusWriter& inner) { inner.real(number); });
+  BusWriter(message).string(accessibility::value).string("CurrentValue").variant("d", [&](BusWriter& inner) {
+    inner.real(number);
+  });
   return demand(message);
 }
 
@@ -170,7 +171,8 @@ AXErrorCode ElementWriter::selectIn(const AccessibleReference& container, const 
                                     bool selected) {
   const AccessibleFacts& facts = reader_.tree().read(container, baseFacets | childrenFacet);
   auto position = std::find(facts.children.begin(), facts.children.end(), child);
-  if (!facts.has(selectionInterface) || position == facts.children.end()) return AXError::attributeUnsupported;
+  if (!facts.has(selectionInterface) || position == facts.children.end())
+    return AXError::attributeUnsupported;
   auto index = static_cast<std::int32_t>(position - facts.children.begin());
   BusMessage message = call(container, accessibility::selection, selected ? "SelectChild" : "DeselectChild");
   BusWriter(message).int32(index);
@@ -190,7 +192,8 @@ AXErrorCode ElementWriter::setSelected(const LinuxElement& element, bool selecte
   AXErrorCode code = selectIn(node.facts.parent, element.object, selected);
   if (code == AXError::success || !selected) return code;
   // Where the container cannot select, what is selected may do it itself.
-  if (std::optional<int> number = ownActionNumber(node.facts, {"select", "Press", "Toggle", "click", "doDefault"})) {
+  if (std::optional<int> number =
+          ownActionNumber(node.facts, {"select", "Press", "Toggle", "click", "doDefault"})) {
     return doOwnAction(element.object, *number);
   }
   return code;

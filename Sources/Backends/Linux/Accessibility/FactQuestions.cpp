@@ -11,7 +11,8 @@ BusMessage call(const AccessibleReference& object, const std::string& interface,
   return BusMessage::methodCall(object.bus, object.path, interface, member);
 }
 
-BusMessage property(const AccessibleReference& object, const std::string& interface, const std::string& name) {
+BusMessage property(const AccessibleReference& object, const std::string& interface,
+                    const std::string& name) {
   BusMessage message = call(object, "org.freedesktop.DBus.Properties", "Get");
   BusWriter(message).string(interface).string(name);
   return message;
@@ -160,9 +161,11 @@ constexpr FactQuestion questions[] = {
     {textFacet, textInterface, askText, [](BusReader r, Facts f) { f.text = r.string(); }},
     {valueFacet, valueInterface, [](Object o) { return property(o, accessibility::value, "CurrentValue"); },
      [](BusReader r, Facts f) { f.value = r.inside().number(); }},
-    {valueLimitsFacet, valueInterface, [](Object o) { return property(o, accessibility::value, "MinimumValue"); },
+    {valueLimitsFacet, valueInterface,
+     [](Object o) { return property(o, accessibility::value, "MinimumValue"); },
      [](BusReader r, Facts f) { f.minimum = r.inside().number(); }},
-    {valueLimitsFacet, valueInterface, [](Object o) { return property(o, accessibility::value, "MaximumValue"); },
+    {valueLimitsFacet, valueInterface,
+     [](Object o) { return property(o, accessibility::value, "MaximumValue"); },
      [](BusReader r, Facts f) { f.maximum = r.inside().number(); }},
     {valueLimitsFacet, valueInterface,
      [](Object o) { return property(o, accessibility::value, "MinimumIncrement"); },
@@ -172,17 +175,21 @@ constexpr FactQuestion questions[] = {
      [](BusReader r, Facts f) { f.identifier = r.inside().string(); }},
     {labelFacet, 0, [](Object o) { return call(o, accessible, "GetRelationSet"); }, takeLabel},
     {linkFacet, hyperlinkInterface, askLink, [](BusReader r, Facts f) { f.link = r.string(); }},
-    {documentFacet, documentInterface, askDocumentURL, [](BusReader r, Facts f) { f.documentURL = r.string(); }},
+    {documentFacet, documentInterface, askDocumentURL,
+     [](BusReader r, Facts f) { f.documentURL = r.string(); }},
     {columnsFacet, tableInterface, [](Object o) { return property(o, table, "NColumns"); },
      [](BusReader r, Facts f) { f.columnCount = static_cast<int>(r.inside().integer()); }},
     {textSelectionFacet, textInterface, askSelection, takeSelection},
-    {textSelectionFacet, textInterface, [](Object o) { return property(o, accessibility::text, "CaretOffset"); },
+    {textSelectionFacet, textInterface,
+     [](Object o) { return property(o, accessibility::text, "CaretOffset"); },
      [](BusReader r, Facts f) { f.caret = r.inside().integer(); }},
 };
 
 }  // namespace
 
-std::span<const FactQuestion> factQuestions() { return questions; }
+std::span<const FactQuestion> factQuestions() {
+  return questions;
+}
 
 Facets facetsBehindInterfaces() {
   Facets facets = 0;

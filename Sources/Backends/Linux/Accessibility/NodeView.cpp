@@ -52,7 +52,8 @@ std::string withoutMnemonic(const std::string& name) {
   if (mark == std::string::npos || mark + 1 >= name.size() || name.find('_', mark + 1) != std::string::npos) {
     return name;
   }
-  bool startsWord = mark == 0 || name[mark - 1] == ' ' || std::isalpha(static_cast<unsigned char>(name[mark - 1]));
+  bool startsWord =
+      mark == 0 || name[mark - 1] == ' ' || std::isalpha(static_cast<unsigned char>(name[mark - 1]));
   if (!startsWord || !std::isalpha(static_cast<unsigned char>(name[mark + 1]))) return name;
   return name.substr(0, mark) + name.substr(mark + 1);
 }
@@ -76,7 +77,8 @@ bool isMenuItemRole(Role role) {
 }
 
 bool isCellRole(Role role) {
-  return isOneOf(role, {Role::tableCell, Role::treeItem, Role::tableRowHeader, Role::rowHeader, Role::listItem});
+  return isOneOf(role,
+                 {Role::tableCell, Role::treeItem, Role::tableRowHeader, Role::rowHeader, Role::listItem});
 }
 
 bool isRowContainerRole(Role role) {

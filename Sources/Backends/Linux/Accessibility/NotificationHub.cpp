@@ -23,7 +23,8 @@ constexpr std::string_view permanentEvents[] = {"object:children-changed", "obje
 
 class NotificationHub::Observer : public AXObserver {
  public:
-  Observer(std::shared_ptr<NotificationHub> hub, std::int32_t pid, AccessibilityPort::ObserverCallback callback)
+  Observer(std::shared_ptr<NotificationHub> hub, std::int32_t pid,
+           AccessibilityPort::ObserverCallback callback)
       : hub(std::move(hub)), pid(pid), callback(std::move(callback)) {}
 
   ~Observer() override {
@@ -72,10 +73,13 @@ NotificationHub::NotificationHub(BusConnection& bus, ApplicationDirectory& direc
       });
 }
 
-NotificationHub::~NotificationHub() { bus_.unsubscribe(focusSubscription_); }
+NotificationHub::~NotificationHub() {
+  bus_.unsubscribe(focusSubscription_);
+}
 
 void NotificationHub::registerEvent(const std::string& name, bool wanted) {
-  BusMessage message = call(registryObject, accessibility::registry, wanted ? "RegisterEvent" : "DeregisterEvent");
+  BusMessage message =
+      call(registryObject, accessibility::registry, wanted ? "RegisterEvent" : "DeregisterEvent");
   BusWriter(message).string(name);
   dbus_message_set_no_reply(message.raw(), TRUE);
   bus_.send(message);
@@ -142,7 +146,8 @@ AXErrorCode NotificationHub::add(const std::shared_ptr<AXObserver>& observer, co
     std::lock_guard lock(own->mutex);
     Observer::Registration registration{element, notification};
     auto& all = own->registrations;
-    if (std::find(all.begin(), all.end(), registration) != all.end()) return AXError::notificationAlreadyRegistered;
+    if (std::find(all.begin(), all.end(), registration) != all.end())
+      return AXError::notificationAlreadyRegistered;
     all.push_back(std::move(registration));
   }
   want(notification, 1);
@@ -196,7 +201,8 @@ void NotificationHub::hear(const std::weak_ptr<Observer>& weak, const BusMessage
 
 void NotificationHub::deliver(const std::shared_ptr<Observer>& observer, const AccessibleReference& subject,
                               const std::string& notification) {
-  LinuxElement element{.kind = LinuxElement::Kind::object, .pid = observer->pid, .object = subject, .anchor = {}};
+  LinuxElement element{
+      .kind = LinuxElement::Kind::object, .pid = observer->pid, .object = subject, .anchor = {}};
   if (subject.path == accessibility::rootPath) {
     element = {.kind = LinuxElement::Kind::application, .pid = observer->pid, .object = {}, .anchor = {}};
   }

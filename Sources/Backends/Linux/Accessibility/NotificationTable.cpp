@@ -116,6 +116,8 @@ std::string NotificationRule::registryName() const {
   return detail.empty() ? name : name + ":" + std::string(detail);
 }
 
-std::span<const NotificationRule> notificationRules() { return rules; }
+std::span<const NotificationRule> notificationRules() {
+  return rules;
+}
 
 }  // namespace tavik

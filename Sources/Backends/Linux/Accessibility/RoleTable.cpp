@@ -8,15 +8,33 @@ using Role = AccessibleRole;
 using State = AccessibleState;
 using Condition = bool (*)(const NodeView& node);
 
-bool always(const NodeView&) { return true; }
-bool atTopLevel(const NodeView& node) { return node.isTopLevel; }
-bool inMenuBar(const NodeView& node) { return node.parentRole == Role::menuBar; }
-bool inMenu(const NodeView& node) { return node.parentRole == Role::menu || node.parentRole == Role::popupMenu; }
-bool inTree(const NodeView& node) { return node.parentRole == Role::tree || node.parentRole == Role::treeTable; }
-bool isMultiLine(const NodeView& node) { return node.facts.is(State::multiLine); }
-bool isEditable(const NodeView& node) { return node.facts.is(State::editable) || node.containsEntry; }
-bool isInLine(const NodeView& node) { return node.isInLine; }
-bool isExpandable(const NodeView& node) { return node.facts.is(State::expandable); }
+bool always(const NodeView&) {
+  return true;
+}
+bool atTopLevel(const NodeView& node) {
+  return node.isTopLevel;
+}
+bool inMenuBar(const NodeView& node) {
+  return node.parentRole == Role::menuBar;
+}
+bool inMenu(const NodeView& node) {
+  return node.parentRole == Role::menu || node.parentRole == Role::popupMenu;
+}
+bool inTree(const NodeView& node) {
+  return node.parentRole == Role::tree || node.parentRole == Role::treeTable;
+}
+bool isMultiLine(const NodeView& node) {
+  return node.facts.is(State::multiLine);
+}
+bool isEditable(const NodeView& node) {
+  return node.facts.is(State::editable) || node.containsEntry;
+}
+bool isInLine(const NodeView& node) {
+  return node.isInLine;
+}
+bool isExpandable(const NodeView& node) {
+  return node.facts.is(State::expandable);
+}
 bool isSelectable(const NodeView& node) {
   return node.facts.is(State::selectable) || node.facts.is(State::selected);
 }
@@ -26,8 +44,12 @@ bool isToggled(const NodeView& node) {
   }
   return false;
 }
-bool hasActions(const NodeView& node) { return !node.facts.actions.empty(); }
-bool opensMenu(const NodeView& node) { return node.facts.is(State::hasPopup); }
+bool hasActions(const NodeView& node) {
+  return !node.facts.actions.empty();
+}
+bool opensMenu(const NodeView& node) {
+  return node.facts.is(State::hasPopup);
+}
 
 struct RoleRule {
   Role role;

@@ -30,9 +30,13 @@ constexpr long unlimited = std::numeric_limits<long>::max();
 
 }  // namespace
 
-long utf16Offset(std::string_view text, long codePoints) { return walk(text, codePoints, unlimited).utf16Units; }
+long utf16Offset(std::string_view text, long codePoints) {
+  return walk(text, codePoints, unlimited).utf16Units;
+}
 
-long codePointOffset(std::string_view text, long utf16Units) { return walk(text, unlimited, utf16Units).codePoints; }
+long codePointOffset(std::string_view text, long utf16Units) {
+  return walk(text, unlimited, utf16Units).codePoints;
+}
 
 TextRange utf16Range(std::string_view text, long start, long end) {
   long first = utf16Offset(text, start);
