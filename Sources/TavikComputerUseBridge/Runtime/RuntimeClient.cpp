@@ -3,7 +3,6 @@
 #include "Base/Concurrency/Task.h"
 #include "Base/JSON/Record.h"
 #include "ComputerUseContracts/ComputerUseIPCConstants.h"
-#include "ComputerUseContracts/HealthRecords.h"
 #include "ComputerUseContracts/ToolError.h"
 #include "SlimCore/Logging/TavikComputerUseLogger.h"
 #include "TavikComputerUseBridge/Runtime/RuntimeFailure.h"
@@ -31,6 +30,18 @@ Bytes RuntimeClient::send(const RuntimeRequest& request) {
     throw ToolError::ipcError(*failure);
   }
   return std::move(*outcome.reply.directObject);
+}
+
+ComputerUseIPCHealthResponse RuntimeClient::health() {
+  const ComputerUseIPCHealthRequest health{.refreshClientActivity = false};
+  const Bytes response = send({.requestType = std::string(ComputerUseIPCHealthRequest::requestType),
+                               .data = encodeRecord(health),
+                               .isRepeatable = true});
+  try {
+    return decodeRecord<ComputerUseIPCHealthResponse>(response);
+  } catch (const DecodingError&) {
+    throw ToolError::ipcError("the runtime's answer could not be read");
+  }
 }
 
 bool RuntimeClient::refreshActivity() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ComputerUseContracts/HealthRecords.h"
 #include "PlatformInterfaces/RequestTransportPort.h"
 #include "TavikComputerUseBridge/Runtime/RuntimeRequest.h"
 
@@ -16,6 +17,9 @@ class RuntimeClient {
   /// is none. A request that changes nothing is sent once more when the runtime
   /// ended just then.
   Bytes send(const RuntimeRequest& request);
+
+  /// Asks how the runtime is, without counting as its client. Throws as `send`.
+  ComputerUseIPCHealthResponse health();
 
   /// Tells a running runtime that this client lives. Does nothing, and starts
   /// nothing, when none runs. False when a running one did not answer.
