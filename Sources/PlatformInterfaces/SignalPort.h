@@ -5,7 +5,7 @@
 
 namespace tavik {
 
-/// Ends the delivery of one signal when destroyed.
+/// Ends the delivery of one signal when destroyed, which its own handler may do.
 class SignalSource {
  public:
   virtual ~SignalSource() = default;
@@ -16,7 +16,8 @@ class SignalPort {
  public:
   virtual ~SignalPort() = default;
   virtual void ignore(int signal) = 0;
-  /// Replaces the signal's default effect by the handler.
+  /// Runs the handler for the signal, also when it is ignored. Without the source the
+  /// signal does what it did before.
   virtual std::unique_ptr<SignalSource> makeSource(int signal, std::function<void()> handler) = 0;
 };
 

@@ -29,8 +29,7 @@ std::optional<std::string> textProperty(PreferencesPort& preferences, const std:
 ComputerUseRuntimeApplicationDelegate::ComputerUseRuntimeApplicationDelegate(
     Scheduler& scheduler, MainQueue& mainQueue, Platform& platform, AXWrapper& access,
     const BundleIdentifiers& identifiers, ToolRequestRoute routeToolRequest, std::function<void()> terminate)
-    : mainQueue_(mainQueue),
-      platform_(platform),
+    : platform_(platform),
       access_(access),
       runtimeGenerationID_(UUID::make().string()),
       terminate_(std::move(terminate)),
@@ -44,10 +43,10 @@ ComputerUseRuntimeApplicationDelegate::ComputerUseRuntimeApplicationDelegate(
 
 void ComputerUseRuntimeApplicationDelegate::installTerminationSignalHandlers() {
   for (int signal : {SIGTERM, SIGINT}) {
+    // Ignored without its source, so that a second one cannot kill the process while it ends.
     platform_.signals.ignore(signal);
-    // Termination destroys the sources, so that it must not run inside of one.
-    terminationSignalSources_.push_back(platform_.signals.makeSource(
-        signal, [this, signal] { mainQueue_.async([this, signal] { terminateFromSignal(signal); }); }));
+    terminationSignalSources_.push_back(
+        platform_.signals.makeSource(signal, [this, signal] { terminateFromSignal(signal); }));
   }
 }
 

@@ -41,7 +41,6 @@ class ComputerUseRuntimeApplicationDelegate {
   bool configureIPCHandlers();
   LogFields runtimeIdentityFields() const;
 
-  MainQueue& mainQueue_;
   Platform& platform_;
   AXWrapper& access_;
   const std::string runtimeGenerationID_;

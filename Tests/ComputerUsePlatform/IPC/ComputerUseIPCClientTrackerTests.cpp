@@ -8,6 +8,7 @@
 
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "Base/Concurrency/TaskGroup.h"
+#include "Tests/Support/ScriptedProcess.h"
 
 namespace tavik {
 namespace {
@@ -91,28 +92,9 @@ TEST(ComputerUseIPCClientTracker, resetForgetsEverybody) {
   EXPECT_THAT(desk.tracker.snapshot(start, 90).activeClientPIDs, IsEmpty());
 }
 
-class ProbedProcesses : public ProcessPort {
- public:
-  std::map<std::int32_t, int> outcomes;
-  int probe(std::int32_t pid) override {
-    requireNoLockHeld("probe");
-    return outcomes.at(pid);
-  }
-  std::int32_t currentPID() override { return 1; }
-  std::int32_t parentPID() override { return 1; }
-  std::optional<std::string> executablePath(std::int32_t) override { return std::nullopt; }
-  std::optional<std::int32_t> responsiblePID(std::int32_t) override { return std::nullopt; }
-  std::int32_t determinePermissionToAutomate(std::int32_t, bool) override { return 0; }
-  std::optional<std::string> environment(const std::string&) override { return std::nullopt; }
-  std::string homeDirectory() override { return "/"; }
-  std::optional<std::string> bundleIdentifier() override { return std::nullopt; }
-  std::string bundlePath() override { return "/"; }
-  std::string operatingSystemVersion() override { return ""; }
-};
-
 TEST(ComputerUseIPCClientTracker, aProcessThatMayNotBeSignalledIsAlive) {
-  ProbedProcesses processes;
-  processes.outcomes = {{10, 0}, {20, EPERM}, {30, ESRCH}};
+  ScriptedProcess processes;
+  processes.probeOutcomes = {{10, 0}, {20, EPERM}, {30, ESRCH}};
   const auto isAlive = ComputerUseIPCClientTracker::processIsAliveAccordingTo(processes);
   EXPECT_TRUE(isAlive(10));
   EXPECT_TRUE(isAlive(20));
@@ -122,8 +104,8 @@ TEST(ComputerUseIPCClientTracker, aProcessThatMayNotBeSignalledIsAlive) {
 }
 
 TEST(ComputerUseIPCClientTracker, processesAreAskedWithoutHoldingTheClients) {
-  ProbedProcesses processes;
-  processes.outcomes = {{10, 0}};
+  ScriptedProcess processes;
+  processes.probeOutcomes = {{10, 0}};
   ComputerUseIPCClientTracker tracker(ComputerUseIPCClientTracker::processIsAliveAccordingTo(processes));
   tracker.recordActivity(10, "a", start);
   EXPECT_EQ(tracker.pruneStaleClients(start, 90).activeClientCount, 1);

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "IPC/ScriptedIdentity.h"
+#include "Tests/Support/ScriptedIdentity.h"
 
 namespace tavik {
 namespace {

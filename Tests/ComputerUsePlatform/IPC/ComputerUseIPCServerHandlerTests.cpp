@@ -7,9 +7,9 @@
 
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "ComputerUsePlatform/IPC/ComputerUseIPCError.h"
-#include "IPC/ScriptedIdentity.h"
-#include "IPC/ScriptedTransport.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ScriptedIdentity.h"
+#include "Tests/Support/ScriptedTransport.h"
 
 namespace tavik {
 namespace {

@@ -1,4 +1,4 @@
-#include "IPC/ScriptedTransport.h"
+#include "Tests/Support/ScriptedTransport.h"
 
 #include <utility>
 

@@ -1,0 +1,152 @@
+#include "TavikComputerUseRuntime/Lifecycle/RuntimeLifetime.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Base/Concurrency/SimulatedScheduler.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ScriptedProcess.h"
+
+namespace tavik {
+namespace {
+
+using ::testing::ElementsAre;
+using Fields = std::map<std::string, std::string>;
+
+/// A lifetime whose main queue is served, with two clients that live: 10 and 20.
+struct LifetimeDesk {
+  explicit LifetimeDesk(SimulatedScheduler& scheduler) : scheduler(scheduler) {
+    process.probeOutcomes = {{10, 0}, {20, 0}};
+  }
+
+  SimulatedScheduler& scheduler;
+  LogCapture log;
+  MainQueue mainQueue{scheduler};
+  ScriptedProcess process;
+  const MonotonicTime start = scheduler.now();
+  std::vector<double> terminations;
+  RuntimeLifetime lifetime{scheduler, mainQueue, process, [this] {
+                             EXPECT_TRUE(mainQueue.isCurrent());
+                             terminations.push_back(inSeconds(scheduler.now() - start));
+                           }};
+};
+
+void onDesk(const std::function<void(LifetimeDesk&)>& body) {
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    LifetimeDesk desk(scheduler);
+    const Task main = scheduler.start("main", [&] { desk.mainQueue.run(); });
+    body(desk);
+    desk.mainQueue.quit();
+    main.join();
+  });
+}
+
+TEST(RuntimeLifetime, endsAfterThreeHundredSecondsWithoutARequest) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.lifetime.scheduleIdleTimeout();
+    desk.scheduler.sleep(seconds(200));
+    desk.lifetime.scheduleIdleTimeout();
+    desk.scheduler.sleep(seconds(1000));
+    EXPECT_THAT(desk.terminations, ElementsAre(500));
+    const auto record = desk.log.only("runtime_shutdown_requested");
+    EXPECT_EQ(record.level, LogLevel::info);
+    EXPECT_EQ(record.category, LogCategory::lifecycle);
+    EXPECT_EQ(record.fields, (Fields{{"reason", "idle_timeout"}}));
+    EXPECT_EQ(record.requestID, "");
+  });
+}
+
+TEST(RuntimeLifetime, endsNinetySecondsAfterItsLastClientWasSeen) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.lifetime.recordClientActivity(10, "a");
+    desk.process.probeOutcomes[10] = ESRCH;
+    desk.scheduler.sleep(seconds(1000));
+    EXPECT_THAT(desk.terminations, ElementsAre(90));
+    EXPECT_EQ(desk.log.only("runtime_shutdown_requested").fields, (Fields{{"reason", "no_active_clients"}}));
+  });
+}
+
+TEST(RuntimeLifetime, aSilentClientIsGoneOnlyAtTheSecondLook) {
+  onDesk([](LifetimeDesk& desk) {
+    // Exactly 90 seconds after its last request it still counts.
+    desk.lifetime.recordClientActivity(10, "a");
+    desk.scheduler.sleep(seconds(1000));
+    EXPECT_THAT(desk.terminations, ElementsAre(180));
+  });
+}
+
+TEST(RuntimeLifetime, aClientThatSaysItLivesEveryThirtySecondsKeepsItAlive) {
+  onDesk([](LifetimeDesk& desk) {
+    for (int i = 0; i < 100; ++i) {
+      desk.lifetime.scheduleIdleTimeout();
+      desk.lifetime.recordClientActivity(10, "ComputerUseIPCHealthRequest");
+      desk.scheduler.sleep(seconds(ComputerUseIPCClientTracker::defaultHeartbeatIntervalSeconds));
+    }
+    EXPECT_TRUE(desk.terminations.empty());
+    EXPECT_EQ(desk.lifetime.activeClientCount(), 1);
+  });
+}
+
+TEST(RuntimeLifetime, withoutAnyClientTheHeartbeatDoesNotCount) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.lifetime.scheduleIdleTimeout();
+    desk.scheduler.sleep(seconds(299));
+    EXPECT_TRUE(desk.terminations.empty());
+  });
+}
+
+TEST(RuntimeLifetime, cancelledItNeverEnds) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.lifetime.scheduleIdleTimeout();
+    desk.lifetime.recordClientActivity(10, "a");
+    desk.lifetime.cancel();
+    desk.scheduler.sleep(seconds(10000));
+    EXPECT_TRUE(desk.terminations.empty());
+  });
+}
+
+TEST(RuntimeLifetime, aChangeOfTheClientsIsLoggedOnce) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.lifetime.recordClientActivity(10, "a");
+    desk.lifetime.recordClientActivity(10, "b");
+    desk.lifetime.recordClientActivity(20, "c");
+    desk.lifetime.recordClientActivity(10, "d");
+    const auto records = desk.log.records("active_clients_changed");
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0].level, LogLevel::info);
+    EXPECT_EQ(records[0].category, LogCategory::lifecycle);
+    EXPECT_EQ(records[0].fields,
+              (Fields{{"activeClientCount", "1"}, {"senderPid", "10"}, {"requestType", "a"}}));
+    EXPECT_EQ(records[1].fields,
+              (Fields{{"activeClientCount", "2"}, {"senderPid", "20"}, {"requestType", "c"}}));
+  });
+}
+
+TEST(RuntimeLifetime, clientsThatAreGoneAreLoggedWithoutASender) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.lifetime.recordClientActivity(10, "a");
+    desk.lifetime.recordClientActivity(20, "b");
+    desk.process.probeOutcomes[20] = ESRCH;
+    desk.scheduler.sleep(seconds(90));
+    desk.scheduler.settle();
+    EXPECT_EQ(desk.log.records("active_clients_changed").back().fields, (Fields{{"activeClientCount", "1"}}));
+    EXPECT_TRUE(desk.terminations.empty());
+  });
+}
+
+TEST(RuntimeLifetime, theEndIsNotLoggedInTheNameOfTheLastRequest) {
+  onDesk([](LifetimeDesk& desk) {
+    {
+      RequestIDScope request("last request");
+      desk.lifetime.recordClientActivity(10, "a");
+      desk.lifetime.scheduleIdleTimeout();
+    }
+    desk.process.probeOutcomes[10] = ESRCH;
+    desk.scheduler.sleep(seconds(100));
+    EXPECT_EQ(desk.log.only("runtime_shutdown_requested").requestID, "");
+  });
+}
+
+}  // namespace
+}  // namespace tavik
