@@ -13,6 +13,8 @@ namespace {
 
 constexpr int bytesPerPixel = 4;
 constexpr int fastestCompression = 1;
+/// How far one pass shrinks.
+constexpr int largestStep = 8;
 
 struct UnrefPixman {
   void operator()(pixman_image_t* image) const { pixman_image_unref(image); }
@@ -129,6 +131,12 @@ Image PixmanImageCoding::scaled(const Image& image, int width, int height) {
   if (image.width == width && image.height == height) return image;
   Image result = blankImage(width, height);
   if (!hasPixels(image)) return result;
+  // The filter's weights are too coarse to share one pixel among very many.
+  if (image.width > width * largestStep || image.height > height * largestStep) {
+    return scaled(scaled(image, std::max(width, image.width / largestStep),
+                         std::max(height, image.height / largestStep)),
+                  width, height);
+  }
   Image words = withWordRows(image);
   PixmanImage source = wrap(words), target = wrap(result);
   if (source == nullptr || target == nullptr) return result;
