@@ -27,6 +27,9 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
                          NotificationHub::Poster poster);
   ~ATSPIAccessibilityPort() override;
 
+  /// The processes that offer their elements now. Any thread.
+  std::vector<std::int32_t> accessibleProcesses() { return directory_.pids(); }
+
   AXElement createApplication(std::int32_t pid) override;
   AXElement createSystemWide() override;
   AXResult<std::int32_t> getPid(const AXElement& element) override;

@@ -133,9 +133,8 @@ Image PixmanImageCoding::scaled(const Image& image, int width, int height) {
   if (!hasPixels(image)) return result;
   // The filter's weights are too coarse to share one pixel among very many.
   if (image.width > width * largestStep || image.height > height * largestStep) {
-    return scaled(scaled(image, std::max(width, image.width / largestStep),
-                         std::max(height, image.height / largestStep)),
-                  width, height);
+    auto step = [](int from, int to) { return std::max(to, (from + largestStep - 1) / largestStep); };
+    return scaled(scaled(image, step(image.width, width), step(image.height, height)), width, height);
   }
   Image words = withWordRows(image);
   PixmanImage source = wrap(words), target = wrap(result);

@@ -1,0 +1,30 @@
+#include "Backends/Linux/Platform/LinuxPlatform.h"
+
+#include "Backends/Linux/Process/ProcessFiles.h"
+
+namespace tavik {
+
+LinuxPlatform::LinuxPlatform(MainQueue& mainQueue, std::string teamIdentifier)
+    : sessionBus_(BusConnection::sessionBusAddress()),
+      placement_(desktop_),
+      entries_(DesktopEntryIndex::applicationFolders(), DesktopEntryIndex::userLanguages()),
+      accessibility_(sessionBus_, placement_,
+                     [&mainQueue](std::function<void()> work) { mainQueue.async(std::move(work)); }),
+      windowServer_(desktop_),
+      workspace_(desktop_, entries_, [this] { return accessibility_.accessibleProcesses(); }),
+      requestTransport_(sessionBus_, mainQueue),
+      codeIdentity_(std::move(teamIdentifier), ownExecutablePath()),
+      preferences_(FilePreferences::userFile(), FilePreferences::applicationFiles(ownExecutablePath())),
+      signals_(mainQueue),
+      ports_{.accessibility = accessibility_,
+             .windowServer = windowServer_,
+             .imageCoding = imageCoding_,
+             .workspace = workspace_,
+             .requestTransport = requestTransport_,
+             .codeIdentity = codeIdentity_,
+             .preferences = preferences_,
+             .process = process_,
+             .signals = signals_,
+             .systemLog = systemLog_} {}
+
+}  // namespace tavik
