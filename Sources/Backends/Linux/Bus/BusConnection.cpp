@@ -81,7 +81,9 @@ BusConnection::AddressProvider BusConnection::sessionBusAddress() {
     const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
     if (address && *address) return std::string(address);
     const char* runtimeDirectory = std::getenv("XDG_RUNTIME_DIR");
-    return runtimeDirectory ? "unix:path=" + std::string(runtimeDirectory) + "/bus" : std::string();
+    if (runtimeDirectory) return "unix:path=" + std::string(runtimeDirectory) + "/bus";
+    // A host may start its helpers with next to nothing; this is where sessions have it.
+    return "unix:path=/run/user/" + std::to_string(getuid()) + "/bus";
   };
 }
 
