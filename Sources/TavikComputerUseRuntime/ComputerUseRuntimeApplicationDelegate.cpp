@@ -54,8 +54,8 @@ bool ComputerUseRuntimeApplicationDelegate::applicationDidFinishLaunching() {
   access_.configureProcessWideMessagingTimeout();
   TavikComputerUseLogger::info(LogCategory::lifecycle, "screens_enumerated",
                                {{"screenCount", platform_.windowServer.screens().size()}});
-  TavikComputerUseLogger::info(LogCategory::lifecycle, "runtime_started", runtimeIdentityFields());
   if (!configureIPCHandlers()) return false;
+  TavikComputerUseLogger::info(LogCategory::lifecycle, "runtime_started", runtimeIdentityFields());
   lifetime_.scheduleIdleTimeout();
   return true;
 }
