@@ -53,10 +53,10 @@ class ATSPIAccessibilityPort::ReadScope : public AXReadScope {
   const std::int32_t pid_;
 };
 
-ATSPIAccessibilityPort::ATSPIAccessibilityPort(BusConnection& sessionBus, WindowPlacement& placement,
+ATSPIAccessibilityPort::ATSPIAccessibilityPort(BusConnection& sessionBus, WindowServerPort& windowServer,
                                                NotificationHub::Poster poster)
     : sessionBus_(sessionBus),
-      placement_(placement),
+      placement_(windowServer),
       bus_(accessibilityBusAddress(sessionBus)),
       directory_(bus_),
       hub_(std::make_shared<NotificationHub>(bus_, directory_, std::move(poster))),
@@ -143,7 +143,7 @@ std::shared_ptr<AccessibleTree> ATSPIAccessibilityPort::scopeTree(
   roots = scope->second.roots;
   std::shared_ptr<AccessibleTree>& tree = scope->second.tree;
   if (!tree || tree->applications() != applications) {
-    tree = std::make_shared<AccessibleTree>(bus_, applications, patience);
+    tree = std::make_shared<AccessibleTree>(bus_, actionNames_, applications, patience);
   }
   return tree;
 }
@@ -170,7 +170,7 @@ AXResult<T> ATSPIAccessibilityPort::reading(const AXElement& element, Body body)
     applications = std::move(found.value);
     tree = scopeTree(own->pid, applications, roots);
   }
-  if (!tree) tree = std::make_shared<AccessibleTree>(bus_, applications, timeout(own->pid));
+  if (!tree) tree = std::make_shared<AccessibleTree>(bus_, actionNames_, applications, timeout(own->pid));
   std::lock_guard lock(tree->mutex);
   tree->beginOperation();
   if (!roots.empty() && !tree->isPrefetched()) {

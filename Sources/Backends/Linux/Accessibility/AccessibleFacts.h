@@ -94,14 +94,18 @@ enum Facet : std::uint32_t {
   documentFacet = 65536,
   columnsFacet = 131072,
   textSelectionFacet = 262144,
+  /// The name of the first action, where listing them all is dear.
+  firstActionFacet = 524288,
   baseFacets = statesFacet | roleFacet | interfacesFacet | nameFacet | descriptionFacet,
 };
 using Facets = std::uint32_t;
 
 struct AccessibleAction {
+  /// The same in every language. Empty while it has not been asked for.
   std::string name;
+  std::string localizedName = {};
   /// For a person; often empty.
-  std::string description;
+  std::string description = {};
 };
 
 /// What has been read of one object. A field means something once its facet is in

@@ -1,6 +1,7 @@
 #include "Backends/Linux/Accessibility/AccessibleTree.h"
 
 #include <algorithm>
+#include <set>
 
 #include "Backends/Linux/Accessibility/FactQuestions.h"
 #include "Backends/Linux/Accessibility/NodeView.h"
@@ -51,9 +52,10 @@ struct AccessibleTree::Walk {
   bool foundIdentifier = false;
 };
 
-AccessibleTree::AccessibleTree(BusConnection& bus, std::vector<AccessibleApplication> applications,
+AccessibleTree::AccessibleTree(BusConnection& bus, ActionNames& actionNames,
+                               std::vector<AccessibleApplication> applications,
                                std::chrono::milliseconds timeout)
-    : bus_(bus), applications_(std::move(applications)), timeout_(timeout) {}
+    : bus_(bus), actionNames_(actionNames), applications_(std::move(applications)), timeout_(timeout) {}
 
 Toolkit AccessibleTree::toolkit(const AccessibleReference& object) const {
   for (const AccessibleApplication& application : applications_) {
@@ -94,6 +96,7 @@ void AccessibleTree::readAll(const std::vector<AccessibleReference>& objects, Fa
     fetcher.want(object, facets);
   }
   isSilent_ = fetcher.run(nullptr) == FactFetcher::Outcome::silent;
+  if (facets & actionsFacet) nameActions(missing);
 }
 
 std::optional<long> AccessibleTree::textOffset(const AccessibleReference& object, Point point) {
@@ -146,6 +149,49 @@ void AccessibleTree::prefetch(const std::vector<AccessibleReference>& roots) {
   auto outcome = fetcher.run(
       [&](const AccessibleReference& object, AccessibleFacts& facts) { advance(walk, object, facts); });
   isSilent_ = outcome == FactFetcher::Outcome::silent;
+  nameActions({walk.expanded.begin(), walk.expanded.end()});
+}
+
+void AccessibleTree::nameActions(const std::vector<AccessibleReference>& objects) {
+  constexpr std::uint64_t actionsPerObject = 64;
+  auto isUnnamed = [&](const AccessibleFacts& facts) {
+    return facts.knows(actionsFacet) && !facts.actions.empty() && facts.actions.front().name.empty();
+  };
+  auto applyLearned = [&](const AccessibleReference& object, AccessibleFacts& facts) {
+    auto names = actionNames_.names(toolkit(object), facts.actions);
+    for (std::size_t i = 0; names && i < names->size(); ++i) facts.actions[i].name = (*names)[i];
+    return names.has_value();
+  };
+  if (isSilent_) return;
+  BusFlight flight(bus_);
+  std::set<std::vector<std::string>> asked;
+  for (std::size_t i = 0; i < objects.size(); ++i) {
+    AccessibleFacts& facts = facts_[objects[i]];
+    if (!isUnnamed(facts) || applyLearned(objects[i], facts)) continue;
+    std::vector<std::string> localized;
+    for (const AccessibleAction& action : facts.actions) localized.push_back(action.localizedName);
+    bool canBeLearned = std::find(localized.begin(), localized.end(), "") == localized.end();
+    if (canBeLearned && !asked.insert(localized).second) continue;
+    for (std::size_t number = 0; number < std::min(facts.actions.size(), actionsPerObject); ++number) {
+      flight.send(accessibility::actionName(objects[i], static_cast<int>(number)),
+                  i * actionsPerObject + number);
+    }
+  }
+  while (auto arrival = flight.next(BusConnection::Clock::now() + timeout_)) {
+    AccessibleFacts& facts = facts_[objects[arrival->tag / actionsPerObject]];
+    facts.actions[arrival->tag % actionsPerObject].name = arrival->reply.read().string();
+  }
+  isSilent_ = !flight.isEmpty();
+  for (const AccessibleReference& object : objects) {
+    AccessibleFacts& facts = facts_[object];
+    if (facts.knows(actionsFacet) && !facts.actions.empty() && !isUnnamed(facts)) {
+      actionNames_.learn(toolkit(object), facts.actions);
+    }
+  }
+  for (const AccessibleReference& object : objects) {
+    AccessibleFacts& facts = facts_[object];
+    if (isUnnamed(facts)) applyLearned(object, facts);
+  }
 }
 
 /// The next thing to know of an object, from cheap and telling to dear: most of an

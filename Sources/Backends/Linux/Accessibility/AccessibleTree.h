@@ -6,8 +6,10 @@
 #include <unordered_set>
 #include <vector>
 
+#include "Backends/Linux/Accessibility/ActionNames.h"
 #include "Backends/Linux/Accessibility/FactFetcher.h"
 #include "Backends/Linux/Accessibility/Toolkit.h"
+#include "PlatformInterfaces/WindowServerPort.h"
 
 namespace tavik {
 
@@ -23,8 +25,8 @@ struct AccessibleApplication {
 /// scope, for all of them. Whoever uses it holds `mutex` meanwhile.
 class AccessibleTree {
  public:
-  AccessibleTree(BusConnection& bus, std::vector<AccessibleApplication> applications,
-                 std::chrono::milliseconds timeout);
+  AccessibleTree(BusConnection& bus, ActionNames& actionNames,
+                 std::vector<AccessibleApplication> applications, std::chrono::milliseconds timeout);
 
   std::mutex mutex;
 
@@ -50,6 +52,15 @@ class AccessibleTree {
   /// Everything read so far that has a state.
   std::vector<AccessibleReference> objectsWith(AccessibleState state) const;
 
+  /// What whoever uses the tree has worked out from it; lives as long as the tree.
+  struct Notes {
+    /// Of top-level objects.
+    std::unordered_map<AccessibleReference, std::optional<WindowRecord>> placements;
+    /// The cells of a table, line by line.
+    std::unordered_map<AccessibleReference, std::vector<std::vector<AccessibleReference>>> lines;
+  };
+  Notes notes;
+
   /// To be called when a new operation begins. Once the application has let a
   /// time-out pass, the rest of the operation fails without waiting for more.
   void beginOperation() { isSilent_ = false; }
@@ -62,7 +73,11 @@ class AccessibleTree {
   bool loadCache(const AccessibleReference& root);
   void advance(Walk& walk, const AccessibleReference& object, AccessibleFacts& facts);
 
+  /// Gives the actions of these objects their names.
+  void nameActions(const std::vector<AccessibleReference>& objects);
+
   BusConnection& bus_;
+  ActionNames& actionNames_;
   const std::vector<AccessibleApplication> applications_;
   const std::chrono::milliseconds timeout_;
   FactsMap facts_;

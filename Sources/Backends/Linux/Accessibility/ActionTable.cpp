@@ -22,6 +22,11 @@ bool onCell(const NodeView& node) {
   return node.facts.role == Role::tableCell;
 }
 
+/// Neither bare text nor a plain box.
+bool isInteractive(const NodeView& node) {
+  return node.facts.is(AccessibleState::focusable) || node.facts.is(AccessibleState::selectable);
+}
+
 bool opensByShowMenu(const NodeView& node) {
   return node.facts.role == Role::menu || isMenuItemRole(node.facts.role);
 }
@@ -70,7 +75,6 @@ constexpr ActionRule rules[] = {
     {"activate", always, "AXPress"},
     {"Activate", always, "AXPress"},
     {"default.activate", always, ""},
-    {"Activates the cell", onCell, "AXConfirm"},
     {"jump", always, "AXPress"},
     {"check", always, "AXPress"},
     {"uncheck", always, "AXPress"},
@@ -84,9 +88,11 @@ constexpr ActionRule rules[] = {
     {"clickAncestor", always, ""},
     {"ShowMenu", opensByShowMenu, "AXPress"},
     {"ShowMenu", always, "AXShowMenu"},
-    {"showContextMenu", always, "AXShowMenu"},
+    {"showContextMenu", isInteractive, "AXShowMenu"},
+    {"showContextMenu", always, ""},
     {"menu", always, "AXShowMenu"},
-    {"menu.popup", always, "AXShowMenu"},
+    {"menu.popup", onEntry, "AXShowMenu"},
+    {"menu.popup", always, ""},
     {"popup-menu", always, "AXShowMenu"},
     {"Increase", always, "AXIncrement"},
     {"Decrease", always, "AXDecrement"},
@@ -108,7 +114,7 @@ std::string rawName(const NodeView& node, const std::string& ownName) {
 }
 
 bool canScrollTo(const NodeView& node) {
-  return node.toolkit == Toolkit::chromium && node.facts.has(componentInterface) &&
+  return node.toolkit == Toolkit::chromium && node.facts.has(componentInterface) && isInteractive(node) &&
          node.facts.role != Role::application && !node.isTopLevel;
 }
 

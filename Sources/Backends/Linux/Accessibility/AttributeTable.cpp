@@ -68,7 +68,12 @@ struct AttributeTable {
     std::string_view role = translation.role;
     if (role == "AXStaticText" || role == "AXImage") return none();
     if (role == "AXPopUpButton" && showsChoiceAsName(node)) return none();
-    return textOrNone(displayName(node));
+    std::string name = displayName(node);
+    if (name.empty() && node.isTopLevel) {
+      std::optional<WindowRecord> placed = reader.placement(element.object);
+      if (placed && placed->name) name = *placed->name;
+    }
+    return textOrNone(name);
   }
 
   /// A name says what the element is; without one, what describes it does.
@@ -137,7 +142,7 @@ struct AttributeTable {
     }
     if (isTextRole(node.facts.role)) return of(reader.view(element.object, textFacet).facts.text);
     if (role == "AXPopUpButton" && node.facts.role == Role::comboBox) {
-      if (showsChoiceAsName(node)) return of(displayName(node));
+      if (showsChoiceAsName(node)) return textOrNone(displayName(node));
       return textOrNone(reader.chosenOption(element.object));
     }
     if (role == "AXCheckBox" || role == "AXRadioButton" || isCheckable(node)) return of(toggle(node));

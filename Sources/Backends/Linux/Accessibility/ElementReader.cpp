@@ -97,7 +97,7 @@ RoleTranslation ElementReader::role(const LinuxElement& element) {
 std::vector<AccessibleReference> ElementReader::shownChildren(const AccessibleReference& reference,
                                                               Facets facets) {
   std::vector<AccessibleReference> children = tree_.read(reference, childrenFacet).children;
-  if (tree_.toolkit(reference) == Toolkit::gtk4) facets |= extentsFacet;
+  if (judgedByExtents(tree_.toolkit(reference))) facets |= extentsFacet;
   tree_.readAll(children, baseFacets | facets);
   std::unordered_set<AccessibleReference> met;
   std::erase_if(children, [&](const AccessibleReference& child) {
@@ -131,8 +131,11 @@ bool ElementReader::isLined(const AccessibleReference& container) {
   return false;
 }
 
-std::vector<std::vector<AccessibleReference>> ElementReader::lines(const AccessibleReference& container) {
-  std::vector<std::vector<AccessibleReference>> result;
+const std::vector<std::vector<AccessibleReference>>& ElementReader::lines(
+    const AccessibleReference& container) {
+  auto [note, isNew] = tree_.notes.lines.try_emplace(container);
+  std::vector<std::vector<AccessibleReference>>& result = note->second;
+  if (!isNew) return result;
   Rect lastFrame = Rect::null();
   for (const AccessibleReference& cell : shownChildren(container, extentsFacet)) {
     const AccessibleFacts& facts = tree_.read(cell, roleFacet | extentsFacet);
@@ -145,7 +148,7 @@ std::vector<std::vector<AccessibleReference>> ElementReader::lines(const Accessi
 }
 
 std::vector<AccessibleReference> ElementReader::cells(const LinuxElement& row) {
-  for (std::vector<AccessibleReference>& line : lines(row.object)) {
+  for (const std::vector<AccessibleReference>& line : lines(row.object)) {
     if (line.front().path == row.anchor) return line;
   }
   return {};
@@ -315,13 +318,15 @@ std::optional<LinuxElement> ElementReader::focusedElement(
     tree_.prefetch(roots);
   }
   // Containers may claim the focus along with what they contain: the deepest has it.
+  // A tab claims it for its page.
   std::optional<AccessibleReference> deepest;
   int greatestDepth = -1;
   for (const AccessibleReference& candidate : tree_.objectsWith(State::focused)) {
     if (!isFocused(candidate)) continue;
     int depth = 0;
     AccessibleReference current = candidate;
-    while (depth < longestAncestry && !current.isNull() && !tree_.isRoot(current)) {
+    bool isTab = tree_.read(candidate, roleFacet).role == Role::pageTab;
+    while (!isTab && depth < longestAncestry && !current.isNull() && !tree_.isRoot(current)) {
       current = tree_.read(current, parentFacet).parent;
       ++depth;
     }
@@ -335,19 +340,13 @@ std::optional<LinuxElement> ElementReader::focusedElement(
 
 // Geometry.
 
-std::optional<Point> ElementReader::originOfWindow(const AccessibleReference& reference) {
-  std::optional<LinuxElement> top = window(object(reference));
-  if (!top) return std::nullopt;
-  auto known = origins_.find(top->object);
-  if (known != origins_.end()) return known->second;
-  const AccessibleFacts& facts = tree_.read(top->object, baseFacets | extentsFacet);
-  std::optional<Rect> placed = placement_.windowFrame(pid_, facts.name, facts.extents.size);
-  std::optional<Point> origin;
-  if (placed && !facts.extents.isNull()) {
-    origin = Point{placed->minX() - facts.extents.minX(), placed->minY() - facts.extents.minY()};
+std::optional<WindowRecord> ElementReader::placement(const AccessibleReference& topLevel) {
+  auto [note, isNew] = tree_.notes.placements.try_emplace(topLevel);
+  if (isNew) {
+    const AccessibleFacts& facts = tree_.read(topLevel, baseFacets | extentsFacet);
+    note->second = placement_.find(pid_, facts.name, facts.extents.isNull() ? Size{} : facts.extents.size);
   }
-  origins_[top->object] = origin;
-  return origin;
+  return note->second;
 }
 
 std::optional<Rect> ElementReader::frame(const LinuxElement& element) {
@@ -370,9 +369,12 @@ std::optional<Rect> ElementReader::frame(const LinuxElement& element) {
   if (extents.isNull()) return std::nullopt;
   // GTK 4 does not know where its windows are.
   if (tree_.toolkit(element.object) == Toolkit::gtk4) {
-    if (std::optional<Point> origin = originOfWindow(element.object)) {
-      extents.origin.x += origin->x;
-      extents.origin.y += origin->y;
+    std::optional<LinuxElement> top = window(element);
+    std::optional<WindowRecord> placed = top ? placement(top->object) : std::nullopt;
+    if (placed && placed->bounds) {
+      const Rect& own = tree_.read(top->object, extentsFacet).extents;
+      extents.origin.x += placed->bounds->minX() - own.minX();
+      extents.origin.y += placed->bounds->minY() - own.minY();
     }
   }
   return extents;
@@ -437,7 +439,8 @@ std::vector<ActionTranslation> ElementReader::actions(const LinuxElement& elemen
     return {};
   }
   if (element.kind != Kind::object) return {};
-  NodeView node = view(element.object, actionsFacet);
+  bool isSampled = tree_.isPrefetched() && tree_.toolkit(element.object) == Toolkit::chromium;
+  NodeView node = view(element.object, isSampled ? firstActionFacet : actionsFacet);
   std::vector<ActionTranslation> result = translateActions(node);
   // What a cell of a row can do, the row offers.
   if (node.isInLine) std::erase_if(result, [](const auto& action) { return action.name == "AXConfirm"; });

@@ -54,12 +54,13 @@ class ElementReader {
   LinuxElement object(const AccessibleReference& reference) const;
   std::vector<AccessibleReference> shownChildren(const AccessibleReference& object, Facets facets = 0);
   std::vector<LinuxElement> applicationChildren();
-  std::vector<std::vector<AccessibleReference>> lines(const AccessibleReference& container);
+  const std::vector<std::vector<AccessibleReference>>& lines(const AccessibleReference& container);
   /// Whether cells stand directly in this table, to be put into rows.
   bool isLined(const AccessibleReference& container);
   /// Whether the items of the menu stand directly in the title that opens it.
   bool holdsItems(const NodeView& node);
-  std::optional<Point> originOfWindow(const AccessibleReference& object);
+  /// What the window server knows of a top-level object.
+  std::optional<WindowRecord> placement(const AccessibleReference& topLevel);
   std::optional<LinuxElement> window(const LinuxElement& element);
   std::optional<LinuxElement> menuBar();
   std::optional<LinuxElement> shownMenu(const LinuxElement& element);
@@ -71,7 +72,6 @@ class ElementReader {
   AccessibleTree& tree_;
   WindowPlacement& placement_;
   const std::int32_t pid_;
-  std::unordered_map<AccessibleReference, std::optional<Point>> origins_;
 };
 
 }  // namespace tavik

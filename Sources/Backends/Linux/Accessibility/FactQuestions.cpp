@@ -18,6 +18,12 @@ BusMessage property(const AccessibleReference& object, const std::string& interf
   return message;
 }
 
+BusMessage actionName(const AccessibleReference& object, int number) {
+  BusMessage message = call(object, action, "GetName");
+  BusWriter(message).int32(number);
+  return message;
+}
+
 }  // namespace accessibility
 
 namespace {
@@ -81,10 +87,18 @@ void takeActions(BusReader answer, Facts facts) {
   while (!actions.atEnd()) {
     BusReader action = actions.inside();
     AccessibleAction entry;
-    entry.name = action.string();
+    entry.localizedName = action.string();
     entry.description = action.string();
     facts.actions.push_back(std::move(entry));
   }
+}
+
+BusMessage askFirstAction(Object object) {
+  return actionName(object, 0);
+}
+
+void takeFirstAction(BusReader answer, Facts facts) {
+  if (facts.actions.empty()) facts.actions.push_back({.name = answer.string()});
 }
 
 BusMessage askText(Object object) {
@@ -158,6 +172,7 @@ constexpr FactQuestion questions[] = {
     {childrenFacet, 0, [](Object o) { return call(o, accessible, "GetChildren"); }, takeChildren},
     {extentsFacet, componentInterface, askExtents, takeExtents},
     {actionsFacet, actionInterface, [](Object o) { return call(o, action, "GetActions"); }, takeActions},
+    {firstActionFacet, actionInterface, askFirstAction, takeFirstAction},
     {textFacet, textInterface, askText, [](BusReader r, Facts f) { f.text = r.string(); }},
     {valueFacet, valueInterface, [](Object o) { return property(o, accessibility::value, "CurrentValue"); },
      [](BusReader r, Facts f) { f.value = r.inside().number(); }},

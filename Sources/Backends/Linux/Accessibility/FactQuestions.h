@@ -48,6 +48,8 @@ inline const std::string cachePath = "/org/a11y/atspi/cache";
 BusMessage call(const AccessibleReference& object, const std::string& interface, const std::string& member);
 /// One property; all of them at once is a question that kills Qt applications.
 BusMessage property(const AccessibleReference& object, const std::string& interface, const std::string& name);
+/// The name of an object's action, the same in every language.
+BusMessage actionName(const AccessibleReference& object, int number);
 }  // namespace accessibility
 
 }  // namespace tavik

@@ -46,26 +46,41 @@ bool isClassName(const NodeView& node) {
                                    Role::drawingArea, Role::scrollBar});
 }
 
-/// "_Retry" to "Retry".
+/// "Page _1" to "Page 1"; "Di_scard Discard", a label with its mnemonic and the same
+/// label without, to "Discard".
 std::string withoutMnemonic(const std::string& name) {
   std::size_t mark = name.find('_');
-  if (mark == std::string::npos || mark + 1 >= name.size() || name.find('_', mark + 1) != std::string::npos) {
+  if (mark == std::string::npos || mark + 1 == name.size() || name.find('_', mark + 1) != std::string::npos) {
     return name;
   }
-  bool startsWord =
-      mark == 0 || name[mark - 1] == ' ' || std::isalpha(static_cast<unsigned char>(name[mark - 1]));
-  if (!startsWord || !std::isalpha(static_cast<unsigned char>(name[mark + 1]))) return name;
-  return name.substr(0, mark) + name.substr(mark + 1);
+  std::string plain = name.substr(0, mark) + name.substr(mark + 1);
+  std::size_t half = plain.size() / 2;
+  bool isTwice = plain.size() % 2 == 1 && plain[half] == ' ' && plain.compare(0, half, plain, half + 1) == 0;
+  if (isTwice) return plain.substr(0, half);
+  bool startsWord = mark == 0 || name[mark - 1] == ' ';
+  return startsWord ? plain : name;
 }
 
-/// "Retry Retry" to "Retry": the label of a button and the text in it, joined.
-std::string withoutRepetition(const std::string& name) {
-  std::size_t half = name.size() / 2;
-  bool isTwice = name.size() % 2 == 1 && name[half] == ' ' && name.compare(0, half, name, half + 1) == 0;
-  return isTwice ? name.substr(0, half) : name;
+/// Qt puts what lies behind a tab far off the screen and calls it visible.
+bool isOffScreen(const Rect& extents) {
+  return extents.maxX() <= 0 || extents.maxY() <= 0;
+}
+
+/// A leaf that is nothing without its text.
+bool isBareText(const NodeView& node) {
+  return isOneOf(node.facts.role, {Role::staticText, Role::label});
 }
 
 }  // namespace
+
+bool isShell(const NodeView& node) {
+  return node.toolkit == Toolkit::gtk4 && node.facts.role == Role::pushButton &&
+         node.facts.knows(actionsFacet) && node.facts.actions.empty();
+}
+
+bool judgedByExtents(Toolkit toolkit) {
+  return toolkit == Toolkit::gtk4 || toolkit == Toolkit::qt || toolkit == Toolkit::chromium;
+}
 
 bool isTextRole(Role role) {
   return isOneOf(role, {Role::text, Role::entry, Role::passwordText, Role::terminal, Role::dateEditor,
@@ -95,19 +110,27 @@ bool mayShow(const NodeView& node) {
 
 bool isShowing(const NodeView& node) {
   if (!mayShow(node)) return false;
-  bool hasNoRoom = node.facts.has(componentInterface) && node.facts.knows(extentsFacet) &&
-                   (node.facts.extents.isNull() || node.facts.extents.isEmpty());
-  // GTK 4 calls everything visible that is not hidden itself, wherever it is.
-  return node.toolkit != Toolkit::gtk4 || node.isTopLevel || !hasNoRoom;
+  if (node.isTopLevel || !node.facts.has(componentInterface) || !node.facts.knows(extentsFacet)) return true;
+  const Rect& extents = node.facts.extents;
+  bool hasNoRoom = extents.isNull() || extents.isEmpty();
+  switch (node.toolkit) {
+    case Toolkit::gtk4:
+      // Calls everything visible that is not hidden itself, wherever it is.
+      return !hasNoRoom;
+    case Toolkit::qt:
+      return !hasNoRoom && !isOffScreen(extents);
+    case Toolkit::chromium:
+      // The white space between two elements is a text too.
+      return !hasNoRoom || !isBareText(node);
+    default:
+      return true;
+  }
 }
 
 std::string displayName(const NodeView& node) {
   if (node.toolkit == Toolkit::gtk4) {
     if (isClassName(node)) return "";
-    std::string name = node.facts.name;
-    // "_Retry Retry" is the label with its mnemonic, then without.
-    if (name.find('_') != std::string::npos) name = withoutRepetition(withoutMnemonic(name));
-    return name;
+    return isShell(node) ? "" : withoutMnemonic(node.facts.name);
   }
   return text::trimmed(node.facts.name);
 }
@@ -121,7 +144,9 @@ std::string displayText(const NodeView& node) {
 
 Facets detailFacets(const NodeView& node) {
   const AccessibleFacts& facts = node.facts;
-  Facets facets = childrenFacet | extentsFacet | actionsFacet | valueFacet;
+  Facets facets = childrenFacet | extentsFacet | valueFacet;
+  // A browser offers the same actions on everything, save for the first.
+  facets |= node.toolkit == Toolkit::chromium ? firstActionFacet : actionsFacet;
   bool isLabel = isOneOf(facts.role, {Role::label, Role::staticText, Role::tableCell});
   bool isControl = facts.interfaces & (editableTextInterface | valueInterface | selectionInterface);
   bool isNamed = !displayName(node).empty();

@@ -28,6 +28,12 @@ bool mayShow(const NodeView& node);
 /// Whether the object and what is below it are on screen.
 bool isShowing(const NodeView& node);
 
+/// Whether `isShowing` looks at the extents of this toolkit's objects.
+bool judgedByExtents(Toolkit toolkit);
+
+/// A button that only holds the button which does something.
+bool isShell(const NodeView& node);
+
 /// The object's name without what a toolkit puts there for want of a name.
 std::string displayName(const NodeView& node);
 

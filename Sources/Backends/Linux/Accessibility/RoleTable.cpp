@@ -1,5 +1,7 @@
 #include "Backends/Linux/Accessibility/RoleTable.h"
 
+#include "Backends/Linux/Accessibility/ActionTable.h"
+
 namespace tavik {
 
 namespace {
@@ -39,13 +41,13 @@ bool isSelectable(const NodeView& node) {
   return node.facts.is(State::selectable) || node.facts.is(State::selected);
 }
 bool isToggled(const NodeView& node) {
-  for (const AccessibleAction& action : node.facts.actions) {
-    if (action.name == "toggle") return true;
-  }
-  return false;
+  return ownActionNumber(node.facts, {"toggle"}).has_value();
 }
-bool hasActions(const NodeView& node) {
-  return !node.facts.actions.empty();
+bool canBePressed(const NodeView& node) {
+  return ownActionNumber(node.facts, {"click", "press", "Press"}).has_value();
+}
+bool inBrowser(const NodeView& node) {
+  return node.toolkit == Toolkit::chromium;
 }
 bool opensMenu(const NodeView& node) {
   return node.facts.is(State::hasPopup);
@@ -89,10 +91,12 @@ constexpr RoleRule rules[] = {
     {Role::checkMenuItem, always, {"AXMenuItem", "", "menu item"}},
     {Role::radioMenuItem, always, {"AXMenuItem", "", "menu item"}},
     {Role::tearoffMenuItem, always, {"AXMenuItem", "", "menu item"}},
+    {Role::separator, inMenuBar, {"AXMenuBarItem", "", "menu bar item"}},
     {Role::separator, inMenu, {"AXMenuItem", "", "menu item"}},
     {Role::separator, always, {"AXSplitter", "", "splitter"}},
 
     // Buttons and other controls
+    {Role::pushButton, isShell, {"AXGroup", "", "group"}},
     {Role::pushButton, opensMenu, {"AXPopUpButton", "", "pop up button"}},
     {Role::pushButton, always, {"AXButton", "", "button"}},
     {Role::pushButtonMenu, always, {"AXMenuButton", "", "menu button"}},
@@ -115,6 +119,7 @@ constexpr RoleRule rules[] = {
     {Role::dateEditor, always, {"AXDateField", "", "date field"}},
 
     // Text
+    {Role::label, inBrowser, {"AXGroup", "", "group"}},
     {Role::label, always, {"AXStaticText", "", "text"}},
     {Role::acceleratorLabel, always, {"AXStaticText", "", "text"}},
     {Role::staticText, always, {"AXStaticText", "", "text"}},
@@ -152,9 +157,9 @@ constexpr RoleRule rules[] = {
     {Role::treeItem, always, outlineRowRole},
     {Role::tableCell, isToggled, {"AXCheckBox", "", "check box"}},
     {Role::tableCell, always, {"AXCell", "", "cell"}},
-    {Role::tableColumnHeader, hasActions, {"AXButton", "AXSortButton", "sort button"}},
+    {Role::tableColumnHeader, canBePressed, {"AXButton", "AXSortButton", "sort button"}},
     {Role::tableColumnHeader, always, {"AXCell", "", "column header"}},
-    {Role::columnHeader, hasActions, {"AXButton", "AXSortButton", "sort button"}},
+    {Role::columnHeader, canBePressed, {"AXButton", "AXSortButton", "sort button"}},
     {Role::columnHeader, always, {"AXCell", "", "column header"}},
     {Role::tableRowHeader, always, {"AXCell", "", "row header"}},
     {Role::rowHeader, always, {"AXCell", "", "row header"}},

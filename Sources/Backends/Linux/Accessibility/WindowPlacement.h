@@ -4,20 +4,24 @@
 #include <optional>
 #include <string>
 
-#include "Base/Geometry/Geometry.h"
+#include "PlatformInterfaces/WindowServerPort.h"
 
 namespace tavik {
 
-/// What only the display server knows of windows. Any thread.
+/// What only the window server knows of the windows of applications. Any thread.
 class WindowPlacement {
  public:
-  virtual ~WindowPlacement() = default;
+  explicit WindowPlacement(WindowServerPort& windowServer) : windowServer_(windowServer) {}
 
-  /// Where the window of this process with this title stands, without the shadow
-  /// that it draws around itself; of several the one whose size is nearest.
-  virtual std::optional<Rect> windowFrame(std::int32_t pid, const std::string& title, Size size) = 0;
-  /// The process whose window is in front at a point.
-  virtual std::optional<std::int32_t> frontmostProcess(Point point) = 0;
+  /// The window of this process that has this title, if there is one, and whose
+  /// size is nearest to this one.
+  std::optional<WindowRecord> find(std::int32_t pid, const std::string& title, Size size);
+  /// The process whose window is in front at a point. Windows of this process,
+  /// which lets clicks through, do not count.
+  std::optional<std::int32_t> frontmostProcess(Point point);
+
+ private:
+  WindowServerPort& windowServer_;
 };
 
 }  // namespace tavik
