@@ -53,10 +53,10 @@ class ATSPIAccessibilityPort::ReadScope : public AXReadScope {
   const std::int32_t pid_;
 };
 
-ATSPIAccessibilityPort::ATSPIAccessibilityPort(BusConnection& sessionBus, WindowServerPort& windowServer,
+ATSPIAccessibilityPort::ATSPIAccessibilityPort(BusConnection& sessionBus, WindowPlacement& placement,
                                                NotificationHub::Poster poster)
     : sessionBus_(sessionBus),
-      placement_(windowServer),
+      placement_(placement),
       bus_(accessibilityBusAddress(sessionBus)),
       directory_(bus_),
       hub_(std::make_shared<NotificationHub>(bus_, directory_, std::move(poster))),

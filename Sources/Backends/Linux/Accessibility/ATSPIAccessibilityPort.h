@@ -23,7 +23,7 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
  public:
   /// The session bus tells where the accessibility bus is. The poster runs work on
   /// the main queue, later. All three outlive the port.
-  ATSPIAccessibilityPort(BusConnection& sessionBus, WindowServerPort& windowServer,
+  ATSPIAccessibilityPort(BusConnection& sessionBus, WindowPlacement& placement,
                          NotificationHub::Poster poster);
   ~ATSPIAccessibilityPort() override;
 
@@ -91,7 +91,7 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
   AXResult<AXElement> hitTest(ElementReader& reader, const LinuxElement& start, Point point);
 
   BusConnection& sessionBus_;
-  WindowPlacement placement_;
+  WindowPlacement& placement_;
   ActionNames actionNames_;
   BusConnection bus_;
   ApplicationDirectory directory_;

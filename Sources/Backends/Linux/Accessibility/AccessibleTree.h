@@ -9,7 +9,7 @@
 #include "Backends/Linux/Accessibility/ActionNames.h"
 #include "Backends/Linux/Accessibility/FactFetcher.h"
 #include "Backends/Linux/Accessibility/Toolkit.h"
-#include "PlatformInterfaces/WindowServerPort.h"
+#include "Backends/Linux/Accessibility/WindowPlacement.h"
 
 namespace tavik {
 
@@ -55,7 +55,7 @@ class AccessibleTree {
   /// What whoever uses the tree has worked out from it; lives as long as the tree.
   struct Notes {
     /// Of top-level objects.
-    std::unordered_map<AccessibleReference, std::optional<WindowRecord>> placements;
+    std::unordered_map<AccessibleReference, std::optional<PlacedWindow>> placements;
     /// The cells of a table, line by line.
     std::unordered_map<AccessibleReference, std::vector<std::vector<AccessibleReference>>> lines;
   };

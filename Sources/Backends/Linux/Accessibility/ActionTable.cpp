@@ -154,13 +154,6 @@ std::vector<ActionTranslation> translateActions(const NodeView& node) {
   return result;
 }
 
-std::optional<ActionTranslation> findAction(const NodeView& node, const std::string& name) {
-  for (ActionTranslation& action : translateActions(node)) {
-    if (action.name == name) return std::move(action);
-  }
-  return std::nullopt;
-}
-
 std::optional<int> ownActionNumber(const AccessibleFacts& facts,
                                    std::initializer_list<std::string_view> names) {
   for (std::size_t i = 0; i < facts.actions.size(); ++i) {

@@ -26,12 +26,13 @@ struct ActionTranslation {
   int number = 0;
   /// For a person; may be empty.
   std::string description;
+  /// The object whose action it is, where that is not the element's own.
+  AccessibleReference cell = {};
 };
 
 /// The object's actions in its own order, each raw name once. Needs the actions and
 /// the base facets.
 std::vector<ActionTranslation> translateActions(const NodeView& node);
-std::optional<ActionTranslation> findAction(const NodeView& node, const std::string& name);
 
 /// The number of the object's own action with one of these names, if any.
 std::optional<int> ownActionNumber(const AccessibleFacts& facts,

@@ -70,8 +70,8 @@ struct AttributeTable {
     if (role == "AXPopUpButton" && showsChoiceAsName(node)) return none();
     std::string name = displayName(node);
     if (name.empty() && node.isTopLevel) {
-      std::optional<WindowRecord> placed = reader.placement(element.object);
-      if (placed && placed->name) name = *placed->name;
+      std::optional<PlacedWindow> placed = reader.placement(element.object);
+      if (placed) name = placed->title;
     }
     return textOrNone(name);
   }
@@ -82,7 +82,7 @@ struct AttributeTable {
     NodeView node = reader.view(element.object);
     std::string name = displayName(node);
     if (std::string_view(translateRole(node).role) == "AXImage" && !name.empty()) return of(name);
-    if (!name.empty() || isFormattedNumber(node)) return none();
+    if (!name.empty() || isFormattedNumber(node) || isShell(node)) return none();
     return textOrNone(text::trimmed(node.facts.description));
   }
 
@@ -163,9 +163,17 @@ struct AttributeTable {
   }
 
   static int toggle(const NodeView& node) {
-    if (node.facts.role == Role::pageTab) return node.facts.is(State::selected) ? 1 : 0;
+    if (node.facts.role == Role::pageTab) return isCurrentTab(node) ? 1 : 0;
     if (node.facts.is(State::indeterminate)) return 2;
     return node.facts.is(State::checked) || node.facts.is(State::pressed) ? 1 : 0;
+  }
+
+  /// Qt gives the tab in front the focus, whoever has it.
+  static bool isCurrentTab(const NodeView& node) {
+    return node.facts.is(node.toolkit == Toolkit::qt ? State::focused : State::selected);
+  }
+  static bool claimsFocus(const NodeView& node) {
+    return node.facts.role == Role::pageTab && node.toolkit == Toolkit::qt;
   }
 
   /// From 0 at one end to 1 at the other.
@@ -224,6 +232,7 @@ struct AttributeTable {
     if (element.kind == Kind::menu) return of(reader.view(element.object).facts.is(State::focused));
     if (!isObject(element)) return none();
     NodeView node = reader.view(element.object);
+    if (claimsFocus(node)) return of(false);
     return of(node.facts.is(node.isTopLevel ? State::active : State::focused));
   }
 

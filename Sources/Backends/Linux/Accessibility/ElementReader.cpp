@@ -29,6 +29,12 @@ bool dependsOnParent(Role role) {
          isCellRole(role);
 }
 
+/// What a cell that stands in a line does to its whole row, the row offers.
+bool isActionOfRow(const NodeView& cell, const ActionTranslation& action) {
+  bool hasBox = ownActionNumber(cell.facts, {"toggle"}).has_value();
+  return action.name == "AXConfirm" || (action.name == "AXPress" && !hasBox);
+}
+
 /// Whether two cells stand on one line: they overlap by more than half of a height.
 bool shareLine(const Rect& a, const Rect& b) {
   if (a.isNull() || b.isNull()) return false;
@@ -340,11 +346,11 @@ std::optional<LinuxElement> ElementReader::focusedElement(
 
 // Geometry.
 
-std::optional<WindowRecord> ElementReader::placement(const AccessibleReference& topLevel) {
+std::optional<PlacedWindow> ElementReader::placement(const AccessibleReference& topLevel) {
   auto [note, isNew] = tree_.notes.placements.try_emplace(topLevel);
   if (isNew) {
     const AccessibleFacts& facts = tree_.read(topLevel, baseFacets | extentsFacet);
-    note->second = placement_.find(pid_, facts.name, facts.extents.isNull() ? Size{} : facts.extents.size);
+    note->second = placement_.window(pid_, facts.name, facts.extents.isNull() ? Size{} : facts.extents.size);
   }
   return note->second;
 }
@@ -370,11 +376,11 @@ std::optional<Rect> ElementReader::frame(const LinuxElement& element) {
   // GTK 4 does not know where its windows are.
   if (tree_.toolkit(element.object) == Toolkit::gtk4) {
     std::optional<LinuxElement> top = window(element);
-    std::optional<WindowRecord> placed = top ? placement(top->object) : std::nullopt;
-    if (placed && placed->bounds) {
+    std::optional<PlacedWindow> placed = top ? placement(top->object) : std::nullopt;
+    if (placed) {
       const Rect& own = tree_.read(top->object, extentsFacet).extents;
-      extents.origin.x += placed->bounds->minX() - own.minX();
-      extents.origin.y += placed->bounds->minY() - own.minY();
+      extents.origin.x += placed->frame.minX() - own.minX();
+      extents.origin.y += placed->frame.minY() - own.minY();
     }
   }
   return extents;
@@ -431,19 +437,27 @@ std::optional<TextRange> ElementReader::visibleRange(const LinuxElement& element
 
 // Actions.
 
-std::vector<ActionTranslation> ElementReader::actions(const LinuxElement& element) {
-  if (element.kind == Kind::row) {
-    for (const AccessibleReference& cell : cells(element)) {
-      if (auto confirm = findAction(view(cell, actionsFacet), "AXConfirm")) return {*confirm};
+std::vector<ActionTranslation> ElementReader::rowActions(const LinuxElement& row) {
+  std::vector<ActionTranslation> result;
+  for (const AccessibleReference& cell : cells(row)) {
+    NodeView node = view(cell, actionsFacet);
+    for (ActionTranslation& action : translateActions(node)) {
+      if (!isActionOfRow(node, action)) continue;
+      action.cell = cell;
+      result.push_back(std::move(action));
     }
-    return {};
+    if (!result.empty()) break;
   }
+  return result;
+}
+
+std::vector<ActionTranslation> ElementReader::actions(const LinuxElement& element) {
+  if (element.kind == Kind::row) return rowActions(element);
   if (element.kind != Kind::object) return {};
   bool isSampled = tree_.isPrefetched() && tree_.toolkit(element.object) == Toolkit::chromium;
   NodeView node = view(element.object, isSampled ? firstActionFacet : actionsFacet);
   std::vector<ActionTranslation> result = translateActions(node);
-  // What a cell of a row can do, the row offers.
-  if (node.isInLine) std::erase_if(result, [](const auto& action) { return action.name == "AXConfirm"; });
+  if (node.isInLine) std::erase_if(result, [&](const auto& action) { return isActionOfRow(node, action); });
   return result;
 }
 

@@ -60,12 +60,13 @@ class ElementReader {
   /// Whether the items of the menu stand directly in the title that opens it.
   bool holdsItems(const NodeView& node);
   /// What the window server knows of a top-level object.
-  std::optional<WindowRecord> placement(const AccessibleReference& topLevel);
+  std::optional<PlacedWindow> placement(const AccessibleReference& topLevel);
   std::optional<LinuxElement> window(const LinuxElement& element);
   std::optional<LinuxElement> menuBar();
   std::optional<LinuxElement> shownMenu(const LinuxElement& element);
   std::vector<LinuxElement> selectedChildren(const LinuxElement& element);
   bool isSelected(const LinuxElement& element);
+  std::vector<ActionTranslation> rowActions(const LinuxElement& row);
   std::string chosenOption(const AccessibleReference& comboBox);
   std::optional<TextRange> visibleRange(const LinuxElement& element);
 

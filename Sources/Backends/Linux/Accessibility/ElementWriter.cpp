@@ -57,20 +57,11 @@ AXErrorCode ElementWriter::demand(const BusMessage& message, AXErrorCode whenFal
 }
 
 AXErrorCode ElementWriter::perform(const LinuxElement& element, const std::string& action) {
-  AccessibleReference object = element.object;
-  if (element.kind == Kind::row) {
-    std::vector<AccessibleReference> cells = reader_.cells(element);
-    auto offers = [&](const AccessibleReference& cell) {
-      return findAction(reader_.view(cell, actionsFacet), action).has_value();
-    };
-    auto cell = std::find_if(cells.begin(), cells.end(), offers);
-    if (action != "AXConfirm" || cell == cells.end()) return AXError::actionUnsupported;
-    object = *cell;
-  } else if (element.kind != Kind::object) {
-    return AXError::actionUnsupported;
-  }
-  std::optional<ActionTranslation> found = findAction(reader_.view(object, actionsFacet), action);
-  if (!found) return AXError::actionUnsupported;
+  std::vector<ActionTranslation> offered = reader_.actions(element);
+  auto found =
+      std::find_if(offered.begin(), offered.end(), [&](const auto& each) { return each.name == action; });
+  if (found == offered.end()) return AXError::actionUnsupported;
+  const AccessibleReference& object = found->cell.isNull() ? element.object : found->cell;
   switch (found->means) {
     case ActionTranslation::Means::ownAction:
       return doOwnAction(object, found->number);

@@ -134,10 +134,14 @@ BusMessage askLink(Object object) {
   return message;
 }
 
-BusMessage askDocumentURL(Object object) {
-  BusMessage message = call(object, document, "GetAttributeValue");
-  BusWriter(message).string("DocURL");
-  return message;
+/// Browsers do not agree on the name.
+void takeDocument(BusReader answer, Facts facts) {
+  BusReader entries = answer.inside();
+  while (!entries.atEnd()) {
+    BusReader entry = entries.inside();
+    std::string key = entry.string();
+    if (key == "URI" || key == "DocURL") facts.documentURL = entry.string();
+  }
 }
 
 BusMessage askSelection(Object object) {
@@ -190,8 +194,8 @@ constexpr FactQuestion questions[] = {
      [](BusReader r, Facts f) { f.identifier = r.inside().string(); }},
     {labelFacet, 0, [](Object o) { return call(o, accessible, "GetRelationSet"); }, takeLabel},
     {linkFacet, hyperlinkInterface, askLink, [](BusReader r, Facts f) { f.link = r.string(); }},
-    {documentFacet, documentInterface, askDocumentURL,
-     [](BusReader r, Facts f) { f.documentURL = r.string(); }},
+    {documentFacet, documentInterface, [](Object o) { return call(o, document, "GetAttributes"); },
+     takeDocument},
     {columnsFacet, tableInterface, [](Object o) { return property(o, table, "NColumns"); },
      [](BusReader r, Facts f) { f.columnCount = static_cast<int>(r.inside().integer()); }},
     {textSelectionFacet, textInterface, askSelection, takeSelection},

@@ -4,24 +4,27 @@
 #include <optional>
 #include <string>
 
-#include "PlatformInterfaces/WindowServerPort.h"
+#include "Base/Geometry/Geometry.h"
 
 namespace tavik {
 
-/// What only the window server knows of the windows of applications. Any thread.
+/// A window as the display server knows it.
+struct PlacedWindow {
+  /// Without the shadow that the window draws around itself.
+  Rect frame;
+  std::string title;
+};
+
+/// What only the display server knows of windows. Any thread.
 class WindowPlacement {
  public:
-  explicit WindowPlacement(WindowServerPort& windowServer) : windowServer_(windowServer) {}
+  virtual ~WindowPlacement() = default;
 
-  /// The window of this process that has this title, if there is one, and whose
-  /// size is nearest to this one.
-  std::optional<WindowRecord> find(std::int32_t pid, const std::string& title, Size size);
-  /// The process whose window is in front at a point. Windows of this process,
-  /// which lets clicks through, do not count.
-  std::optional<std::int32_t> frontmostProcess(Point point);
-
- private:
-  WindowServerPort& windowServer_;
+  /// The window of this process with this title; of several, and where none has it,
+  /// the one whose size is nearest.
+  virtual std::optional<PlacedWindow> window(std::int32_t pid, const std::string& title, Size size) = 0;
+  /// The process whose window is in front at a point.
+  virtual std::optional<std::int32_t> frontmostProcess(Point point) = 0;
 };
 
 }  // namespace tavik

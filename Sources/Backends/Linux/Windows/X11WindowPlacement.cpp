@@ -8,7 +8,9 @@ namespace tavik {
 
 namespace {
 
-double difference(Size a, Size b) { return std::abs(a.width - b.width) + std::abs(a.height - b.height); }
+double difference(Size a, Size b) {
+  return std::abs(a.width - b.width) + std::abs(a.height - b.height);
+}
 
 }  // namespace
 
@@ -19,7 +21,8 @@ const X11Window* windowOfProcess(const std::vector<X11Window>& windows, std::int
   for (const X11Window& window : windows) {
     if (window.pid != pid) continue;
     bool hasTitle = !title.empty() && window.title == title;
-    bool isNearer = best == nullptr || difference(window.bounds.size, size) < difference(best->bounds.size, size);
+    bool isNearer =
+        best == nullptr || difference(window.bounds.size, size) < difference(best->bounds.size, size);
     if (hasTitle != bestHasTitle ? hasTitle : isNearer) {
       best = &window;
       bestHasTitle = hasTitle;
@@ -28,10 +31,12 @@ const X11Window* windowOfProcess(const std::vector<X11Window>& windows, std::int
   return best;
 }
 
-std::optional<Rect> X11WindowPlacement::windowFrame(std::int32_t pid, const std::string& title, Size size) {
+std::optional<PlacedWindow> X11WindowPlacement::window(std::int32_t pid, const std::string& title,
+                                                       Size size) {
   std::vector<X11Window> windows = desktop_.windows().value_or(std::vector<X11Window>{});
   const X11Window* window = windowOfProcess(windows, pid, title, size);
-  return window != nullptr ? std::optional(window->bounds) : std::nullopt;
+  if (window == nullptr) return std::nullopt;
+  return PlacedWindow{.frame = window->bounds, .title = window->title};
 }
 
 std::optional<std::int32_t> X11WindowPlacement::frontmostProcess(Point point) {

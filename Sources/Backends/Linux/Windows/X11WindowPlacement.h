@@ -17,7 +17,7 @@ class X11WindowPlacement : public WindowPlacement {
  public:
   explicit X11WindowPlacement(X11Desktop& desktop) : desktop_(desktop) {}
 
-  std::optional<Rect> windowFrame(std::int32_t pid, const std::string& title, Size size) override;
+  std::optional<PlacedWindow> window(std::int32_t pid, const std::string& title, Size size) override;
   /// This process's own windows let the point through.
   std::optional<std::int32_t> frontmostProcess(Point point) override;
 
