@@ -69,7 +69,7 @@ std::string RuntimeLauncher::ensureRunning(std::chrono::milliseconds timeout) {
   const Clock::time_point deadline = Clock::now() + timeout;
   std::lock_guard lock(startMutex_);
   if (bus_.hasOwner(requestBus::name)) return {};
-  if (std::string failure = canBusStart() ? startByBus(timeout) : startProgram(); !failure.empty()) {
+  if (std::string failure = canBusStart(bus_) ? startByBus(timeout) : startProgram(); !failure.empty()) {
     return failure;
   }
   while (!bus_.hasOwner(requestBus::name)) {
@@ -79,8 +79,8 @@ std::string RuntimeLauncher::ensureRunning(std::chrono::milliseconds timeout) {
   return {};
 }
 
-bool RuntimeLauncher::canBusStart() {
-  BusReply reply = bus_.call(busCall("ListActivatableNames"), std::chrono::seconds(5));
+bool RuntimeLauncher::canBusStart(BusConnection& bus) {
+  BusReply reply = bus.call(busCall("ListActivatableNames"), std::chrono::seconds(5));
   std::vector<std::string> names = reply.read().strings();
   return std::find(names.begin(), names.end(), requestBus::name) != names.end();
 }

@@ -19,12 +19,14 @@ class RuntimeLauncher {
   /// "TavikComputerUseRuntime" in the folder of this program.
   static std::filesystem::path siblingRuntime();
 
+  /// Whether a service file for the runtime is installed.
+  static bool canBusStart(BusConnection& bus);
+
   /// Waits until a runtime has the name. Empty on success, else why there is none,
   /// for a person. Callers that come meanwhile wait for the same start.
   std::string ensureRunning(std::chrono::milliseconds timeout);
 
  private:
-  bool canBusStart();
   std::string startByBus(std::chrono::milliseconds timeout);
   std::string startProgram();
 

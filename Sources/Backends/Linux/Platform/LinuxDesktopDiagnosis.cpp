@@ -1,0 +1,149 @@
+#include "Backends/Linux/Platform/LinuxDesktopDiagnosis.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "Backends/Linux/Bus/BusConnection.h"
+#include "Backends/Linux/Transport/RequestBusAddress.h"
+#include "Backends/Linux/Transport/RuntimeLauncher.h"
+#include "Backends/Linux/Windows/X11Desktop.h"
+
+namespace tavik {
+
+namespace {
+
+constexpr auto answerTimeout = std::chrono::seconds(5);
+
+std::string environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+DesktopProbe fine(std::string name, std::string detail) {
+  return {std::move(name), true, std::move(detail), {}};
+}
+
+DesktopProbe wrong(std::string name, std::string detail, std::string remedy) {
+  return {std::move(name), false, std::move(detail), std::move(remedy)};
+}
+
+DesktopProbe probeDisplay(X11Desktop& desktop) {
+  const std::string name = "X display";
+  const std::string display = environment("DISPLAY");
+  auto size = desktop.with([](X11Session& session) {
+    return std::to_string(session.screen().width_in_pixels) + "x" +
+           std::to_string(session.screen().height_in_pixels);
+  });
+  if (size) {
+    if (environment("WAYLAND_DISPLAY").empty()) return fine(name, display + ", " + *size);
+    return fine(name, display + ", " + *size +
+                          "; this is a Wayland session, so windows of applications that " +
+                          "do not use X have no picture and no place");
+  }
+  if (display.empty()) {
+    return wrong(name, "DISPLAY is not set",
+                 "Start the host in a graphical session, or run it inside scripts/with-desktop.");
+  }
+  return wrong(name, "no X server answers at " + display,
+               "Check that the session runs and that this user may use it (xhost, XAUTHORITY).");
+}
+
+DesktopProbe probeWindowManager(X11Desktop& desktop) {
+  const std::string name = "window manager";
+  auto manager = desktop.with([](X11Session& session) -> std::string {
+    std::vector<std::uint32_t> check = session.numbers(session.root(), "_NET_SUPPORTING_WM_CHECK");
+    if (check.empty()) return "";
+    std::string title = session.text(session.requestProperty(check[0], "_NET_WM_NAME"));
+    return title.empty() ? "nameless" : title;
+  });
+  if (manager && !manager->empty()) return fine(name, *manager);
+  return wrong(name, manager ? "none announces itself (EWMH)" : "unknown without an X display",
+               "Run a window manager that follows EWMH, such as openbox, xfwm4, KWin or Mutter.");
+}
+
+DesktopProbe probeComposite(X11Desktop& desktop) {
+  const std::string name = "window pictures";
+  auto extensions = desktop.with([](X11Session& session) { return session.extensions(); });
+  if (!extensions) return wrong(name, "unknown without an X display", "Repair the X display first.");
+  if (!extensions->composite) {
+    return wrong(name, "the X server has no Composite extension",
+                 "Enable the Composite extension in the X server; without it there are no screenshots.");
+  }
+  std::string detail = "Composite";
+  if (extensions->damage) detail += ", Damage";
+  if (extensions->sharedMemory) detail += ", shared memory";
+  return fine(name, detail);
+}
+
+DesktopProbe probeSessionBus(BusConnection& bus) {
+  const std::string name = "session bus";
+  if (bus.isConnected()) return fine(name, "connected as " + bus.uniqueName());
+  return wrong(
+      name, "no session bus answers",
+      "Start the host in a desktop session, or set DBUS_SESSION_BUS_ADDRESS (dbus-run-session makes one).");
+}
+
+std::string accessibilityBusAddress(BusConnection& bus) {
+  BusReply reply = bus.call(
+      BusMessage::methodCall("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress"), answerTimeout);
+  return reply.read().string();
+}
+
+DesktopProbe probeAccessibilityBus(BusConnection& bus) {
+  const std::string name = "accessibility bus";
+  const std::string address = accessibilityBusAddress(bus);
+  if (address.empty()) {
+    return wrong(name, "no accessibility service answers on the session bus", "Install at-spi2-core.");
+  }
+  BusConnection accessibility([address] { return address; });
+  if (!accessibility.isConnected()) {
+    return wrong(name, "nothing answers at " + address,
+                 "Log in again, so that the accessibility bus starts anew.");
+  }
+  return fine(name, "connected as " + accessibility.uniqueName());
+}
+
+DesktopProbe probeAccessibilityStatus(BusConnection& bus) {
+  const std::string name = "accessibility enabled";
+  BusMessage request =
+      BusMessage::methodCall("org.a11y.Bus", "/org/a11y/bus", DBUS_INTERFACE_PROPERTIES, "Get");
+  BusWriter(request).string("org.a11y.Status").string("IsEnabled");
+  BusReply reply = bus.call(request, answerTimeout);
+  if (!reply.ok()) return wrong(name, "the accessibility service does not say", "Install at-spi2-core.");
+  if (reply.read().inside().boolean()) return fine(name, "applications are told to offer their elements");
+  return wrong(
+      name, "applications that start now may not offer their elements (Qt, Chromium)",
+      "gsettings set org.gnome.desktop.interface toolkit-accessibility true, then restart the applications; "
+      "or start them with QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1 (Qt) and --force-renderer-accessibility "
+      "(Chromium).");
+}
+
+DesktopProbe probeRuntime(BusConnection& bus) {
+  const std::string name = "runtime";
+  if (!bus.isConnected())
+    return wrong(name, "unknown without a session bus", "Repair the session bus first.");
+  if (std::optional<BusCredentials> owner = bus.credentials(requestBus::name)) {
+    return fine(name, "runs as process " + std::to_string(owner->pid));
+  }
+  if (RuntimeLauncher::canBusStart(bus))
+    return fine(name, "not running; the session bus starts it when needed");
+  const std::string program = RuntimeLauncher::siblingRuntime().string();
+  if (access(program.c_str(), X_OK) == 0)
+    return fine(name, "not running; is started when needed from " + program);
+  return wrong(name, "there is no " + program + " and the session bus does not know it",
+               "Install the runtime beside this program.");
+}
+
+}  // namespace
+
+std::vector<DesktopProbe> diagnoseLinuxDesktop() {
+  X11Desktop desktop;
+  BusConnection sessionBus(BusConnection::sessionBusAddress());
+  return {
+      probeDisplay(desktop),       probeWindowManager(desktop),       probeComposite(desktop),
+      probeSessionBus(sessionBus), probeAccessibilityBus(sessionBus), probeAccessibilityStatus(sessionBus),
+      probeRuntime(sessionBus)};
+}
+
+}  // namespace tavik
