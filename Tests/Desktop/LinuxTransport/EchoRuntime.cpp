@@ -8,10 +8,11 @@
 
 int main() {
   tavik::test::TransportEnd end;
-  bool isServing = end.transport.setEventHandler([&](const tavik::IncomingRequest& request, tavik::RequestReply&) {
-    if (request.requestType == "end") std::_Exit(0);
-    tavik::test::echoLater(end, request);
-  });
+  bool isServing =
+      end.transport.setEventHandler([&](const tavik::IncomingRequest& request, tavik::RequestReply&) {
+        if (request.requestType == "end") std::_Exit(0);
+        tavik::test::echoLater(end, request);
+      });
   // The process that started it is told which one it is.
   if (const char* notes = std::getenv("ECHO_RUNTIME_NOTES")) {
     if (FILE* file = std::fopen(notes, "a")) {

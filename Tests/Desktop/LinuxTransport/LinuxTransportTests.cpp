@@ -33,7 +33,9 @@ std::string outputOf(const std::string& command) {
 const std::string callRuntime =
     "gdbus call --session --dest com.tavik.computeruse --object-path /com/tavik/computeruse --method ";
 
-fs::path echoRuntime() { return fs::path(ownExecutablePath()).parent_path() / "EchoRuntime"; }
+fs::path echoRuntime() {
+  return fs::path(ownExecutablePath()).parent_path() / "EchoRuntime";
+}
 
 bool eventually(const std::function<bool()>& question) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -96,7 +98,8 @@ TEST_F(LinuxTransport, AnswersAtOnceWhenTheHandlerDoesNotSuspend) {
 
 TEST_F(LinuxTransport, CallsTheHandlerOnTheMainQueue) {
   std::atomic<bool> isOnMainQueue = false;
-  ASSERT_TRUE(serve([&](const IncomingRequest&, RequestReply&) { isOnMainQueue = runtime.mainQueue.isCurrent(); }));
+  ASSERT_TRUE(
+      serve([&](const IncomingRequest&, RequestReply&) { isOnMainQueue = runtime.mainQueue.isCurrent(); }));
   sender.send("Type", {}, "id", 10);
   EXPECT_TRUE(isOnMainQueue);
 }
@@ -120,11 +123,13 @@ TEST_F(LinuxTransport, AnswersManySendersAtTheSameTime) {
   for (int i = 0; i < 32; ++i) {
     answers.push_back(std::async(std::launch::async, [&, i] { return sent("T", std::to_string(i), "id"); }));
   }
-  for (int i = 0; i < 32; ++i) EXPECT_EQ(answers[static_cast<std::size_t>(i)].get(), "T|" + std::to_string(i) + "|id|" + self);
+  for (int i = 0; i < 32; ++i)
+    EXPECT_EQ(answers[static_cast<std::size_t>(i)].get(), "T|" + std::to_string(i) + "|id|" + self);
 }
 
 TEST_F(LinuxTransport, ReportsTheTimeOut) {
-  ASSERT_TRUE(serve([&](const IncomingRequest&, RequestReply&) { runtime.transport.suspendCurrentRequest(); }));
+  ASSERT_TRUE(
+      serve([&](const IncomingRequest&, RequestReply&) { runtime.transport.suspendCurrentRequest(); }));
   EXPECT_EQ(sender.send("Type", {}, "id", 0.1).failure, Failure::timedOut);
 }
 
@@ -153,22 +158,25 @@ TEST_F(LinuxTransport, SecondRuntimeIsToldThatTheAddressIsTaken) {
 
 TEST_F(LinuxTransport, DescribesItselfToCommandLineTools) {
   ASSERT_TRUE(serveEchoes());
-  std::string description =
-      outputOf("gdbus introspect --session --dest com.tavik.computeruse --object-path /com/tavik/computeruse");
+  std::string description = outputOf(
+      "gdbus introspect --session --dest com.tavik.computeruse --object-path /com/tavik/computeruse");
   EXPECT_THAT(description, HasSubstr("interface com.tavik.computeruse.Requests"));
   EXPECT_THAT(description, HasSubstr("SendRequest(in  s requestType"));
-  EXPECT_THAT(outputOf(callRuntime + "com.tavik.computeruse.Requests.SendRequest Health '[byte 0x7b, 0x7d]' ''"),
-              HasSubstr(", 0, '')"));
+  EXPECT_THAT(
+      outputOf(callRuntime + "com.tavik.computeruse.Requests.SendRequest Health '[byte 0x7b, 0x7d]' ''"),
+      HasSubstr(", 0, '')"));
 }
 
 TEST_F(LinuxTransport, RefusesCallsItDoesNotKnow) {
   ASSERT_TRUE(serveEchoes());
-  EXPECT_THAT(outputOf("dbus-send --session --print-reply --dest=com.tavik.computeruse /com/tavik/computeruse "
-                       "com.tavik.computeruse.Requests.SendRequest int32:5"),
-              HasSubstr("org.freedesktop.DBus.Error.InvalidArgs"));
-  EXPECT_THAT(outputOf("dbus-send --session --print-reply --dest=com.tavik.computeruse /com/tavik/computeruse "
-                       "com.tavik.computeruse.Requests.Nonsense"),
-              HasSubstr("org.freedesktop.DBus.Error.UnknownMethod"));
+  EXPECT_THAT(
+      outputOf("dbus-send --session --print-reply --dest=com.tavik.computeruse /com/tavik/computeruse "
+               "com.tavik.computeruse.Requests.SendRequest int32:5"),
+      HasSubstr("org.freedesktop.DBus.Error.InvalidArgs"));
+  EXPECT_THAT(
+      outputOf("dbus-send --session --print-reply --dest=com.tavik.computeruse /com/tavik/computeruse "
+               "com.tavik.computeruse.Requests.Nonsense"),
+      HasSubstr("org.freedesktop.DBus.Error.UnknownMethod"));
   EXPECT_THAT(outputOf("dbus-send --session --print-reply --dest=com.tavik.computeruse /elsewhere "
                        "com.tavik.computeruse.Requests.SendRequest"),
               HasSubstr("org.freedesktop.DBus.Error.UnknownObject"));
@@ -208,7 +216,8 @@ class RuntimeStart : public testing::Test {
 TEST_F(RuntimeStart, StartsTheProgramOnceForManyRequestsInASessionOfItsOwn) {
   std::vector<std::future<Failure>> outcomes;
   for (int i = 0; i < 8; ++i) {
-    outcomes.push_back(std::async(std::launch::async, [&] { return sender.send("T", {}, "id", 10).failure; }));
+    outcomes.push_back(
+        std::async(std::launch::async, [&] { return sender.send("T", {}, "id", 10).failure; }));
   }
   for (auto& outcome : outcomes) EXPECT_EQ(outcome.get(), Failure::none);
   ASSERT_TRUE(eventually([&] { return starts().size() == 1; }));
@@ -240,15 +249,18 @@ TEST_F(RuntimeStart, LetsTheBusStartAnInstalledRuntime) {
   fs::path services = fs::path(std::getenv("HOME")) / ".local/share/dbus-1/services";
   fs::create_directories(services);
   fs::path service = services / "com.tavik.computeruse.service";
-  std::ofstream(service) << "[D-BUS Service]\nName=com.tavik.computeruse\nExec=" << echoRuntime().string() << "\n";
-  outputOf("gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus --method "
-           "org.freedesktop.DBus.ReloadConfig");
+  std::ofstream(service) << "[D-BUS Service]\nName=com.tavik.computeruse\nExec=" << echoRuntime().string()
+                         << "\n";
+  outputOf(
+      "gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus --method "
+      "org.freedesktop.DBus.ReloadConfig");
   BusRequestSender bridge(bus, "/nowhere/TavikComputerUseRuntime", std::chrono::seconds(10));
   auto outcome = bridge.send("T", {}, "id", 10);
   EXPECT_EQ(outcome.failure, Failure::none) << outcome.detail;
   fs::remove(service);
-  outputOf("gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus --method "
-           "org.freedesktop.DBus.ReloadConfig");
+  outputOf(
+      "gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus --method "
+      "org.freedesktop.DBus.ReloadConfig");
 }
 
 TEST(RequestSenderWithoutABus, SaysThatThereIsNone) {

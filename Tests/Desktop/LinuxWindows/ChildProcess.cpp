@@ -17,7 +17,9 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command) {
   if (posix_spawnp(&pid_, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0) pid_ = 0;
 }
 
-ChildProcess::~ChildProcess() { end(SIGKILL); }
+ChildProcess::~ChildProcess() {
+  end(SIGKILL);
+}
 
 void ChildProcess::end(int signal) {
   if (pid_ == 0) return;

@@ -176,7 +176,9 @@ TEST_F(LinuxWindows, DrawnShadowIsOutsideOfBoundsAndPicture) {
   ASSERT_TRUE(eventually([&] {
     image = server.createWindowImage(*window->windowID);
     // Its content is there once the middle of the title bar is drawn.
-    return image && image->pixels[static_cast<std::size_t>(10 * image->bytesPerRow + image->width / 2 * 4 + 3)] == 0xFF;
+    return image &&
+           image->pixels[static_cast<std::size_t>(10 * image->bytesPerRow + image->width / 2 * 4 + 3)] ==
+               0xFF;
   }));
   window = record(*window->windowID);
   EXPECT_EQ(image->width, window->bounds->size.width);

@@ -18,7 +18,8 @@ std::unique_ptr<Reply, decltype(&std::free)> owned(Reply* reply) {
 
 }  // namespace
 
-PaintedWindow::PaintedWindow(Options options) : options_(options), connection_(xcb_connect(nullptr, nullptr)) {
+PaintedWindow::PaintedWindow(Options options)
+    : options_(options), connection_(xcb_connect(nullptr, nullptr)) {
   xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
   root_ = screen->root;
   window_ = xcb_generate_id(connection_);
@@ -34,12 +35,12 @@ PaintedWindow::PaintedWindow(Options options) : options_(options), connection_(x
   setText("WM_CLASS", std::string("painted") + '\0' + "Painted" + '\0');
   if (options.setsPID) {
     auto pid = static_cast<std::uint32_t>(getpid());
-    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1,
-                        &pid);
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL,
+                        32, 1, &pid);
   }
   xcb_atom_t type = atom("_NET_WM_WINDOW_TYPE_" + options.type);
-  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1,
-                      &type);
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM,
+                      32, 1, &type);
   // The position is the user's wish, which window managers obey.
   std::uint32_t normalHints[18] = {1u | 4u, static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
   xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_NORMAL_HINTS,
@@ -59,9 +60,13 @@ PaintedWindow::~PaintedWindow() {
   xcb_disconnect(connection_);
 }
 
-void PaintedWindow::minimise() { sendToRoot("WM_CHANGE_STATE", 3, 0); }
+void PaintedWindow::minimise() {
+  sendToRoot("WM_CHANGE_STATE", 3, 0);
+}
 
-void PaintedWindow::activate() { sendToRoot("_NET_ACTIVE_WINDOW", 2, XCB_CURRENT_TIME); }
+void PaintedWindow::activate() {
+  sendToRoot("_NET_ACTIVE_WINDOW", 2, XCB_CURRENT_TIME);
+}
 
 void PaintedWindow::raise() {
   std::uint32_t above = XCB_STACK_MODE_ABOVE;
@@ -71,7 +76,8 @@ void PaintedWindow::raise() {
 
 xcb_atom_t PaintedWindow::atom(const std::string& name) {
   auto length = static_cast<std::uint16_t>(name.size());
-  return owned(xcb_intern_atom_reply(connection_, xcb_intern_atom(connection_, 0, length, name.c_str()), nullptr))
+  return owned(xcb_intern_atom_reply(connection_, xcb_intern_atom(connection_, 0, length, name.c_str()),
+                                     nullptr))
       ->atom;
 }
 
@@ -89,7 +95,8 @@ void PaintedWindow::sendToRoot(const std::string& message, std::uint32_t first, 
   event.type = atom(message);
   event.data.data32[0] = first;
   event.data.data32[1] = second;
-  xcb_send_event(connection_, 0, root_, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+  xcb_send_event(connection_, 0, root_,
+                 XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                  reinterpret_cast<const char*>(&event));
   xcb_flush(connection_);
 }
@@ -101,8 +108,8 @@ void PaintedWindow::paintUntilClosed() {
     if (type != XCB_EXPOSE) continue;
     if (!options_.isHung) {
       const auto& area = reinterpret_cast<const xcb_expose_event_t&>(*event);
-      xcb_rectangle_t exposed{static_cast<std::int16_t>(area.x), static_cast<std::int16_t>(area.y), area.width,
-                              area.height};
+      xcb_rectangle_t exposed{static_cast<std::int16_t>(area.x), static_cast<std::int16_t>(area.y),
+                              area.width, area.height};
       xcb_poly_fill_rectangle(connection_, window_, paint_, 1, &exposed);
     }
     // An answer proves that the server has done what was asked before.

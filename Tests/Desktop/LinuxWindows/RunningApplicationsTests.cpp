@@ -41,7 +41,8 @@ TEST_P(InstalledApplication, IsKnownByItsDesktopEntry) {
   RunningApplication application = regular(process.pid());
   EXPECT_EQ(application.bundleIdentifier, installed.identifier);
   EXPECT_EQ(application.localizedName, installed.name);
-  EXPECT_EQ(application.bundlePath, std::string("/usr/share/applications/") + installed.identifier + ".desktop");
+  EXPECT_EQ(application.bundlePath,
+            std::string("/usr/share/applications/") + installed.identifier + ".desktop");
   EXPECT_EQ(application.executablePath, std::string("/usr/bin/") + installed.program);
   EXPECT_EQ(application.infoDictionary["CFBundleExecutable"], installed.program);
   EXPECT_EQ(application.infoDictionary["CFBundleName"], installed.name);

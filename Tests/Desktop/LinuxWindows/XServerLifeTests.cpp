@@ -47,7 +47,8 @@ TEST_F(XServerLife, AServerThatGoesAwayAndComesBackIsUsedAgain) {
   std::string display = freeDisplay();
   setenv("DISPLAY", display.c_str(), 1);
   signal(SIGPIPE, SIG_IGN);
-  std::vector<std::string> command{"Xvfb", display, "-screen", "0", "800x600x24", "-nolisten", "tcp", "-noreset"};
+  std::vector<std::string> command{"Xvfb",       display,     "-screen", "0",
+                                   "800x600x24", "-nolisten", "tcp",     "-noreset"};
   auto first = std::make_unique<ChildProcess>(command);
   ASSERT_TRUE(eventually([&] { return server.screens().size() == 1; }));
   {

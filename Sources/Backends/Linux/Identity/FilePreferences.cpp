@@ -87,23 +87,28 @@ std::shared_ptr<const JSONPropertyFile::Content> JSONPropertyFile::present() {
 
 FilePreferences::FilePreferences(fs::path userFile, const std::vector<fs::path>& applicationFiles)
     : user_(std::move(userFile)) {
-  for (const fs::path& file : applicationFiles) application_.push_back(std::make_unique<JSONPropertyFile>(file));
+  for (const fs::path& file : applicationFiles)
+    application_.push_back(std::make_unique<JSONPropertyFile>(file));
 }
 
 fs::path FilePreferences::userFile() {
   const char* configuration = std::getenv("XDG_CONFIG_HOME");
   const char* home = std::getenv("HOME");
-  fs::path folder = configuration != nullptr && *configuration != '\0' ? fs::path(configuration)
-                                                                       : fs::path(home != nullptr ? home : "/") / ".config";
+  fs::path folder = configuration != nullptr && *configuration != '\0'
+                        ? fs::path(configuration)
+                        : fs::path(home != nullptr ? home : "/") / ".config";
   return folder / "tavik" / "computer-use.json";
 }
 
 std::vector<fs::path> FilePreferences::applicationFiles(const fs::path& executable) {
   fs::path folder = executable.parent_path();
-  return {folder / "TavikComputerUse.json", folder.parent_path() / "share/tavik-computer-use/application.json"};
+  return {folder / "TavikComputerUse.json",
+          folder.parent_path() / "share/tavik-computer-use/application.json"};
 }
 
-std::optional<PropertyValue> FilePreferences::object(const std::string& key) { return user_.value(key); }
+std::optional<PropertyValue> FilePreferences::object(const std::string& key) {
+  return user_.value(key);
+}
 
 std::optional<PropertyValue> FilePreferences::applicationProperty(const std::string& key) {
   for (const auto& file : application_) {

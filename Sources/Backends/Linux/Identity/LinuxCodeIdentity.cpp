@@ -25,7 +25,9 @@ constexpr std::int32_t systemErrorBase = 100000;
 constexpr std::int32_t codeChangedOnDisk = -67034;
 constexpr std::int32_t unreadableReference = -67071;
 
-std::int32_t statusOf(int error) { return systemErrorBase + error; }
+std::int32_t statusOf(int error) {
+  return systemErrorBase + error;
+}
 
 class Descriptor {
  public:
@@ -59,7 +61,9 @@ struct RunningFile {
   std::uint64_t inode = 0;
   std::string path;
 
-  CodeReference reference() const { return std::to_string(device) + ":" + std::to_string(inode) + ":" + path; }
+  CodeReference reference() const {
+    return std::to_string(device) + ":" + std::to_string(inode) + ":" + path;
+  }
 
   static std::optional<RunningFile> parse(const CodeReference& reference) {
     RunningFile file;
@@ -106,7 +110,8 @@ StatusResult<CodeReference> LinuxCodeIdentity::copyGuest(std::int32_t pid) {
   if (!process.isOpen() && errno == ESRCH) return {statusOf(ESRCH), std::nullopt};
 
   const std::string folder = "/proc/" + std::to_string(pid);
-  struct stat owner {}, file {};
+  struct stat owner {
+  }, file{};
   if (stat(folder.c_str(), &owner) != 0) return {statusOf(errno), std::nullopt};
   if (owner.st_uid != geteuid()) return {statusOf(EPERM), std::nullopt};
   if (stat((folder + "/exe").c_str(), &file) != 0) return {statusOf(errno), std::nullopt};
@@ -121,7 +126,8 @@ StatusResult<CodeReference> LinuxCodeIdentity::copyStaticCode(const CodeReferenc
   if (!running) return {unreadableReference, std::nullopt};
   struct stat onDisk {};
   if (stat(running->path.c_str(), &onDisk) != 0) return {statusOf(errno), std::nullopt};
-  if (onDisk.st_dev != running->device || onDisk.st_ino != running->inode) return {codeChangedOnDisk, std::nullopt};
+  if (onDisk.st_dev != running->device || onDisk.st_ino != running->inode)
+    return {codeChangedOnDisk, std::nullopt};
   return {0, guest};
 }
 
@@ -129,7 +135,8 @@ StatusResult<SigningInformation> LinuxCodeIdentity::copySigningInformation(const
   std::optional<RunningFile> file = RunningFile::parse(code);
   if (!file) return {unreadableReference, std::nullopt};
   SigningInformation information;
-  information.identifier = ownProgramIdentifier(file->path).value_or(fs::path(file->path).filename().string());
+  information.identifier =
+      ownProgramIdentifier(file->path).value_or(fs::path(file->path).filename().string());
   if (isVouchedFor(file->path)) information.teamIdentifier = teamIdentifier_;
   return {0, information};
 }

@@ -21,11 +21,22 @@ std::string environment(const char* name) {
 }
 
 DesktopProbe fine(std::string name, std::string detail) {
-  return {std::move(name), true, std::move(detail), {}};
+  return {
+      .name = std::move(name), .ok = true, .isEssential = true, .detail = std::move(detail), .remedy = {}};
 }
 
 DesktopProbe wrong(std::string name, std::string detail, std::string remedy) {
-  return {std::move(name), false, std::move(detail), std::move(remedy)};
+  return {.name = std::move(name),
+          .ok = false,
+          .isEssential = true,
+          .detail = std::move(detail),
+          .remedy = std::move(remedy)};
+}
+
+/// Something that the rest works without, in part.
+DesktopProbe inessential(DesktopProbe probe) {
+  probe.isEssential = false;
+  return probe;
 }
 
 DesktopProbe probeDisplay(X11Desktop& desktop) {
@@ -140,10 +151,13 @@ DesktopProbe probeRuntime(BusConnection& bus) {
 std::vector<DesktopProbe> diagnoseLinuxDesktop() {
   X11Desktop desktop;
   BusConnection sessionBus(BusConnection::sessionBusAddress());
-  return {
-      probeDisplay(desktop),       probeWindowManager(desktop),       probeComposite(desktop),
-      probeSessionBus(sessionBus), probeAccessibilityBus(sessionBus), probeAccessibilityStatus(sessionBus),
-      probeRuntime(sessionBus)};
+  return {probeDisplay(desktop),
+          inessential(probeWindowManager(desktop)),
+          inessential(probeComposite(desktop)),
+          probeSessionBus(sessionBus),
+          probeAccessibilityBus(sessionBus),
+          inessential(probeAccessibilityStatus(sessionBus)),
+          probeRuntime(sessionBus)};
 }
 
 }  // namespace tavik

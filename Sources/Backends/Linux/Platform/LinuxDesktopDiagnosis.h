@@ -10,6 +10,8 @@ struct DesktopProbe {
   /// For a person: "X display".
   std::string name;
   bool ok = false;
+  /// Whether nothing works without it; else some things do.
+  bool isEssential = true;
   /// What was found.
   std::string detail;
   /// What a person can do about it; empty when all is well.

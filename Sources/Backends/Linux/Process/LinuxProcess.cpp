@@ -29,7 +29,8 @@ std::string distributionName() {
   for (std::string line; std::getline(file, line);) {
     if (!line.starts_with(key)) continue;
     std::string value = line.substr(key.size());
-    if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
+    if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
+      value = value.substr(1, value.size() - 2);
     return value;
   }
   return "Linux";
@@ -37,15 +38,25 @@ std::string distributionName() {
 
 }  // namespace
 
-std::int32_t LinuxProcess::currentPID() { return getpid(); }
+std::int32_t LinuxProcess::currentPID() {
+  return getpid();
+}
 
-std::int32_t LinuxProcess::parentPID() { return getppid(); }
+std::int32_t LinuxProcess::parentPID() {
+  return getppid();
+}
 
-int LinuxProcess::probe(std::int32_t pid) { return kill(pid, 0) == 0 ? 0 : errno; }
+int LinuxProcess::probe(std::int32_t pid) {
+  return kill(pid, 0) == 0 ? 0 : errno;
+}
 
-std::optional<std::string> LinuxProcess::executablePath(std::int32_t pid) { return executablePathOf(pid); }
+std::optional<std::string> LinuxProcess::executablePath(std::int32_t pid) {
+  return executablePathOf(pid);
+}
 
-std::optional<std::int32_t> LinuxProcess::responsiblePID(std::int32_t) { return std::nullopt; }
+std::optional<std::int32_t> LinuxProcess::responsiblePID(std::int32_t) {
+  return std::nullopt;
+}
 
 std::int32_t LinuxProcess::determinePermissionToAutomate(std::int32_t pid, bool) {
   int status = pid > 0 ? probe(pid) : ESRCH;
@@ -62,13 +73,18 @@ std::string LinuxProcess::homeDirectory() {
   std::vector<char> buffer(16 * 1024);
   passwd user{};
   passwd* found = nullptr;
-  if (getpwuid_r(getuid(), &user, buffer.data(), buffer.size(), &found) == 0 && found != nullptr) return user.pw_dir;
+  if (getpwuid_r(getuid(), &user, buffer.data(), buffer.size(), &found) == 0 && found != nullptr)
+    return user.pw_dir;
   return "/";
 }
 
-std::optional<std::string> LinuxProcess::bundleIdentifier() { return ownProgramIdentifier(ownExecutablePath()); }
+std::optional<std::string> LinuxProcess::bundleIdentifier() {
+  return ownProgramIdentifier(ownExecutablePath());
+}
 
-std::string LinuxProcess::bundlePath() { return std::filesystem::path(ownExecutablePath()).parent_path().string(); }
+std::string LinuxProcess::bundlePath() {
+  return std::filesystem::path(ownExecutablePath()).parent_path().string();
+}
 
 std::string LinuxProcess::operatingSystemVersion() {
   utsname kernel{};

@@ -10,7 +10,9 @@ namespace tavik {
 
 namespace {
 
-std::string procPath(std::int32_t pid, const char* file) { return "/proc/" + std::to_string(pid) + "/" + file; }
+std::string procPath(std::int32_t pid, const char* file) {
+  return "/proc/" + std::to_string(pid) + "/" + file;
+}
 
 }  // namespace
 
@@ -32,6 +34,8 @@ std::vector<std::string> commandLineOf(std::int32_t pid) {
   return words;
 }
 
-std::string ownExecutablePath() { return executablePathOf(getpid()).value_or(""); }
+std::string ownExecutablePath() {
+  return executablePathOf(getpid()).value_or("");
+}
 
 }  // namespace tavik

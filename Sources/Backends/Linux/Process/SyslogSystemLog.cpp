@@ -11,11 +11,16 @@ constexpr const char* logSocket = "/dev/log";
 
 int priorityOf(SystemLogPort::Level level) {
   switch (level) {
-    case SystemLogPort::Level::debug: return LOG_DEBUG;
-    case SystemLogPort::Level::info: return LOG_INFO;
-    case SystemLogPort::Level::standard: return LOG_NOTICE;
-    case SystemLogPort::Level::error: return LOG_ERR;
-    case SystemLogPort::Level::fault: return LOG_CRIT;
+    case SystemLogPort::Level::debug:
+      return LOG_DEBUG;
+    case SystemLogPort::Level::info:
+      return LOG_INFO;
+    case SystemLogPort::Level::standard:
+      return LOG_NOTICE;
+    case SystemLogPort::Level::error:
+      return LOG_ERR;
+    case SystemLogPort::Level::fault:
+      return LOG_CRIT;
   }
   return LOG_NOTICE;
 }

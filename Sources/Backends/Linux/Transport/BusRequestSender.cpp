@@ -11,7 +11,8 @@ namespace {
 using Outcome = RequestSenderPort::Outcome;
 using Failure = RequestSenderPort::Failure;
 
-BusMessage requestMessage(const std::string& requestType, const Bytes& requestData, const std::string& requestID) {
+BusMessage requestMessage(const std::string& requestType, const Bytes& requestData,
+                          const std::string& requestID) {
   BusMessage message =
       BusMessage::methodCall(requestBus::name, requestBus::path, requestBus::interface, requestBus::method);
   BusWriter(message).string(requestType).bytes(requestData).string(requestID);
@@ -20,7 +21,9 @@ BusMessage requestMessage(const std::string& requestType, const Bytes& requestDa
   return message;
 }
 
-Outcome failure(Failure kind, std::string detail) { return {kind, std::move(detail), {}}; }
+Outcome failure(Failure kind, std::string detail) {
+  return {kind, std::move(detail), {}};
+}
 
 /// The bus says that nobody has the name, so nobody saw the request.
 bool wasNotDelivered(const BusReply& reply) {
@@ -30,15 +33,18 @@ bool wasNotDelivered(const BusReply& reply) {
 
 Outcome outcomeOf(const BusReply& reply) {
   switch (reply.status) {
-    case BusReply::Status::timedOut: return failure(Failure::timedOut, "The runtime did not answer in time.");
-    case BusReply::Status::disconnected: return failure(Failure::disconnected, "The session bus went away.");
+    case BusReply::Status::timedOut:
+      return failure(Failure::timedOut, "The runtime did not answer in time.");
+    case BusReply::Status::disconnected:
+      return failure(Failure::disconnected, "The session bus went away.");
     case BusReply::Status::failed:
       // The bus answers so in place of a runtime that ends with calls unanswered.
       if (reply.errorName() == DBUS_ERROR_NO_REPLY || reply.errorName() == DBUS_ERROR_UNKNOWN_OBJECT) {
         return failure(Failure::disconnected, "The runtime ended before it answered.");
       }
       return failure(Failure::notReachable, reply.errorName() + ": " + reply.message.read().string());
-    case BusReply::Status::returned: break;
+    case BusReply::Status::returned:
+      break;
   }
   if (reply.message.signature() != requestBus::replySignature) {
     return failure(Failure::notReachable, "Something else than the runtime answers at its address.");
@@ -59,7 +65,8 @@ Outcome BusRequestSender::send(const std::string& requestType, const Bytes& requ
   if (requestData.size() > DBUS_MAXIMUM_ARRAY_LENGTH) {
     return failure(Failure::notReachable, "The request is larger than the session bus carries.");
   }
-  const auto timeout = std::chrono::milliseconds(static_cast<std::int64_t>(std::clamp(timeoutSeconds, 0.0, 1e6) * 1e3));
+  const auto timeout =
+      std::chrono::milliseconds(static_cast<std::int64_t>(std::clamp(timeoutSeconds, 0.0, 1e6) * 1e3));
   // A runtime that has just been started may end before it is asked, but not for ever.
   constexpr int mostTries = 3;
   for (int tries = 0; tries < mostTries; ++tries) {
@@ -76,6 +83,8 @@ Outcome BusRequestSender::send(const std::string& requestType, const Bytes& requ
   return failure(Failure::notReachable, "The runtime ends as soon as it has started.");
 }
 
-bool BusRequestSender::isRuntimeRunning() { return bus_.hasOwner(requestBus::name); }
+bool BusRequestSender::isRuntimeRunning() {
+  return bus_.hasOwner(requestBus::name);
+}
 
 }  // namespace tavik

@@ -25,7 +25,8 @@ IncomingRequest requestOf(const BusMessage& call, pid_t sender) {
   IncomingRequest request;
   request.requestType = arguments.string();
   request.requestData = arguments.bytes();
-  if (std::string requestID = arguments.string(); !requestID.empty()) request.requestID = std::move(requestID);
+  if (std::string requestID = arguments.string(); !requestID.empty())
+    request.requestID = std::move(requestID);
   request.senderPID = sender;
   return request;
 }
@@ -48,7 +49,9 @@ struct BusRequestTransport::Reception {
 BusRequestTransport::BusRequestTransport(BusConnection& bus, MainQueue& mainQueue)
     : bus_(bus), mainQueue_(mainQueue), reception_(std::make_shared<Reception>()) {}
 
-BusRequestTransport::~BusRequestTransport() { removeEventHandler(); }
+BusRequestTransport::~BusRequestTransport() {
+  removeEventHandler();
+}
 
 bool BusRequestTransport::setEventHandler(EventHandler handler) {
   {
@@ -86,7 +89,8 @@ void BusRequestTransport::receive(const BusMessage& call) {
   }
   std::optional<BusCredentials> sender = bus_.credentials(std::string(call.sender()));
   if (!sender || sender->uid != getuid()) {
-    bus_.send(BusMessage::errorOf(call, DBUS_ERROR_ACCESS_DENIED, "Only programs of the same user are served"));
+    bus_.send(
+        BusMessage::errorOf(call, DBUS_ERROR_ACCESS_DENIED, "Only programs of the same user are served"));
     return;
   }
   mainQueue_.async([&bus = bus_, reception = reception_, call, request = requestOf(call, sender->pid)] {

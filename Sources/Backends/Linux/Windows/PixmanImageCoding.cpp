@@ -62,8 +62,8 @@ void setFilter(pixman_image_t* source, double horizontalFactor, double verticalF
   int count = 0;
   pixman_fixed_t* parameters = pixman_filter_create_separable_convolution(
       &count, pixman_double_to_fixed(horizontalFactor), pixman_double_to_fixed(verticalFactor),
-      reconstruct(horizontalFactor), reconstruct(verticalFactor), sample(horizontalFactor), sample(verticalFactor),
-      subpixelBits, subpixelBits);
+      reconstruct(horizontalFactor), reconstruct(verticalFactor), sample(horizontalFactor),
+      sample(verticalFactor), subpixelBits, subpixelBits);
   if (parameters == nullptr) {
     pixman_image_set_filter(source, PIXMAN_FILTER_BILINEAR, nullptr, 0);
     return;
@@ -111,14 +111,15 @@ void ignoreFlush(png_structp) {}
 /// libpng reports failure by a jump; nothing with a destructor lives in here.
 bool writePNG(png_structp encoder, png_infop info, const Image& image, bool opaque, std::uint8_t* row) {
   if (setjmp(png_jmpbuf(encoder)) != 0) return false;
-  png_set_IHDR(encoder, info, static_cast<png_uint_32>(image.width), static_cast<png_uint_32>(image.height), 8,
-               opaque ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE,
+  png_set_IHDR(encoder, info, static_cast<png_uint_32>(image.width), static_cast<png_uint_32>(image.height),
+               8, opaque ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_set_compression_level(encoder, fastestCompression);
   png_set_filter(encoder, 0, PNG_FILTER_NONE);
   png_write_info(encoder, info);
   for (int y = 0; y < image.height; ++y) {
-    convertRow(image.pixels.data() + static_cast<std::ptrdiff_t>(y) * image.bytesPerRow, image.width, opaque, row);
+    convertRow(image.pixels.data() + static_cast<std::ptrdiff_t>(y) * image.bytesPerRow, image.width, opaque,
+               row);
     png_write_row(encoder, row);
   }
   png_write_end(encoder, info);
@@ -148,7 +149,8 @@ Image PixmanImageCoding::scaled(const Image& image, int width, int height) {
   pixman_image_set_transform(source.get(), &transform);
   pixman_image_set_repeat(source.get(), PIXMAN_REPEAT_PAD);
   setFilter(source.get(), horizontalFactor, verticalFactor);
-  pixman_image_composite32(PIXMAN_OP_SRC, source.get(), nullptr, target.get(), 0, 0, 0, 0, 0, 0, width, height);
+  pixman_image_composite32(PIXMAN_OP_SRC, source.get(), nullptr, target.get(), 0, 0, 0, 0, 0, 0, width,
+                           height);
   return result;
 }
 

@@ -48,13 +48,17 @@ std::unique_ptr<X11SharedMemory> X11SharedMemory::create(X11Session& session, st
   return shared;
 }
 
-X11SharedMemory::~X11SharedMemory() { munmap(memory_, size_); }
+X11SharedMemory::~X11SharedMemory() {
+  munmap(memory_, size_);
+}
 
 std::optional<Image> X11ImageReader::read(X11Session& session, xcb_drawable_t drawable, PixelRect area) {
   if (area.width < 1 || area.height < 1) return std::nullopt;
-  Image image{.width = area.width, .height = area.height, .bytesPerRow = area.width * bytesPerPixel, .pixels = {}};
+  Image image{
+      .width = area.width, .height = area.height, .bytesPerRow = area.width * bytesPerPixel, .pixels = {}};
   int depth = 0;
-  if (!readShared(session, drawable, area, image, depth) && !readPlain(session, drawable, area, image, depth)) {
+  if (!readShared(session, drawable, area, image, depth) &&
+      !readPlain(session, drawable, area, image, depth)) {
     return std::nullopt;
   }
   if (!storesFourBytes(session, depth) || (depth != 24 && depth != 32)) return std::nullopt;
@@ -92,10 +96,10 @@ bool X11ImageReader::readShared(X11Session& session, xcb_drawable_t drawable, Pi
 bool X11ImageReader::readPlain(X11Session& session, xcb_drawable_t drawable, PixelRect area, Image& image,
                                int& depth) {
   auto answer = session.reply(
-      xcb_get_image_reply,
-      xcb_get_image(session.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, static_cast<std::int16_t>(area.x),
-                    static_cast<std::int16_t>(area.y), static_cast<std::uint16_t>(area.width),
-                    static_cast<std::uint16_t>(area.height), allPlanes));
+      xcb_get_image_reply, xcb_get_image(session.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable,
+                                         static_cast<std::int16_t>(area.x), static_cast<std::int16_t>(area.y),
+                                         static_cast<std::uint16_t>(area.width),
+                                         static_cast<std::uint16_t>(area.height), allPlanes));
   if (!answer) return false;
   std::size_t size = static_cast<std::size_t>(image.bytesPerRow) * static_cast<std::size_t>(image.height);
   if (static_cast<std::size_t>(xcb_get_image_data_length(answer.get())) < size) return false;

@@ -25,7 +25,8 @@ xcb_screen_t* screenNumber(xcb_connection_t* connection, int number) {
 std::unique_ptr<X11Session> X11Session::open() {
   int number = 0;
   xcb_connection_t* connection = xcb_connect(nullptr, &number);
-  xcb_screen_t* screen = xcb_connection_has_error(connection) == 0 ? screenNumber(connection, number) : nullptr;
+  xcb_screen_t* screen =
+      xcb_connection_has_error(connection) == 0 ? screenNumber(connection, number) : nullptr;
   if (screen == nullptr) {
     xcb_disconnect(connection);
     return nullptr;
@@ -35,7 +36,9 @@ std::unique_ptr<X11Session> X11Session::open() {
   return session;
 }
 
-X11Session::~X11Session() { xcb_disconnect(connection_); }
+X11Session::~X11Session() {
+  xcb_disconnect(connection_);
+}
 
 void X11Session::findExtensions() {
   for (xcb_extension_t* extension :

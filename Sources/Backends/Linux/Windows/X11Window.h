@@ -12,7 +12,18 @@
 namespace tavik {
 
 /// What a window is for, as its application says.
-enum class X11WindowType { normal, dialog, utility, desktop, dock, toolbar, splash, menu, tooltip, notification };
+enum class X11WindowType {
+  normal,
+  dialog,
+  utility,
+  desktop,
+  dock,
+  toolbar,
+  splash,
+  menu,
+  tooltip,
+  notification
+};
 
 /// Distances between a window's edges and those of what it draws as its frame:
 /// the shadow that an application with its own title bar draws around itself.

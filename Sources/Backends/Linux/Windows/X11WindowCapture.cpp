@@ -133,7 +133,8 @@ bool X11WindowCapture::redirect(X11Session& session, const X11Window& window) {
   bool mustWait = !paint.unpainted.isEmpty() && session.extensions().damage;
   if (mustWait) {
     paint.damage = xcb_generate_id(session.connection());
-    xcb_damage_create(session.connection(), paint.damage, window.toplevel, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+    xcb_damage_create(session.connection(), paint.damage, window.toplevel,
+                      XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
   }
   auto cookie = xcb_composite_redirect_window_checked(session.connection(), window.toplevel,
                                                       XCB_COMPOSITE_REDIRECT_AUTOMATIC);
@@ -156,10 +157,10 @@ PixelRegion X11WindowCapture::coveredPart(X11Session& session, const X11Window& 
   bool isAbove = false;
   for (xcb_window_t toplevel : childrenOfRoot(session)) {
     if (isAbove) {
-      above.push_back({xcb_get_window_attributes(connection, toplevel), xcb_get_geometry(connection, toplevel),
-                       session.extensions().shape
-                           ? xcb_shape_get_rectangles(connection, toplevel, XCB_SHAPE_SK_BOUNDING)
-                           : xcb_shape_get_rectangles_cookie_t{}});
+      above.push_back(
+          {xcb_get_window_attributes(connection, toplevel), xcb_get_geometry(connection, toplevel),
+           session.extensions().shape ? xcb_shape_get_rectangles(connection, toplevel, XCB_SHAPE_SK_BOUNDING)
+                                      : xcb_shape_get_rectangles_cookie_t{}});
     }
     isAbove = isAbove || toplevel == window.toplevel;
   }
@@ -193,7 +194,8 @@ PixelRegion X11WindowCapture::coveredPart(X11Session& session, const X11Window& 
 void X11WindowCapture::notePaints(X11Session& session) {
   while (XCBReply<xcb_generic_event_t> event{xcb_poll_for_event(session.connection())}) {
     int type = event->response_type & ~0x80;
-    if (!session.extensions().damage || type != session.extensions().damageFirstEvent + XCB_DAMAGE_NOTIFY) continue;
+    if (!session.extensions().damage || type != session.extensions().damageFirstEvent + XCB_DAMAGE_NOTIFY)
+      continue;
     const auto& damage = reinterpret_cast<const xcb_damage_notify_event_t&>(*event);
     auto awaited = awaited_.find(damage.drawable);
     if (awaited == awaited_.end()) continue;

@@ -9,9 +9,17 @@ namespace tavik {
 
 namespace {
 
-constexpr const char* atomNames[] = {"_NET_CLIENT_LIST_STACKING", "_NET_CLIENT_LIST", "_NET_WM_NAME", "WM_NAME",
-                                     "WM_CLASS", "_NET_WM_PID", "_GTK_APPLICATION_ID", "_GTK_FRAME_EXTENTS",
-                                     "_NET_WM_STATE", "_NET_WM_STATE_HIDDEN", "_NET_WM_STATE_SKIP_TASKBAR",
+constexpr const char* atomNames[] = {"_NET_CLIENT_LIST_STACKING",
+                                     "_NET_CLIENT_LIST",
+                                     "_NET_WM_NAME",
+                                     "WM_NAME",
+                                     "WM_CLASS",
+                                     "_NET_WM_PID",
+                                     "_GTK_APPLICATION_ID",
+                                     "_GTK_FRAME_EXTENTS",
+                                     "_NET_WM_STATE",
+                                     "_NET_WM_STATE_HIDDEN",
+                                     "_NET_WM_STATE_SKIP_TASKBAR",
                                      "_NET_WM_WINDOW_TYPE"};
 
 struct TypeName {
@@ -113,11 +121,14 @@ Rect readBounds(const xcb_get_geometry_reply_t& geometry, const xcb_translate_co
                 const std::vector<std::uint32_t>& extents) {
   FrameExtents shadow;
   if (extents.size() == 4) {
-    shadow = {.left = static_cast<int>(extents[0]), .right = static_cast<int>(extents[1]),
-              .top = static_cast<int>(extents[2]), .bottom = static_cast<int>(extents[3])};
+    shadow = {.left = static_cast<int>(extents[0]),
+              .right = static_cast<int>(extents[1]),
+              .top = static_cast<int>(extents[2]),
+              .bottom = static_cast<int>(extents[3])};
   }
   return boundsWithoutShadow({static_cast<double>(origin.dst_x), static_cast<double>(origin.dst_y)},
-                             {static_cast<double>(geometry.width), static_cast<double>(geometry.height)}, shadow);
+                             {static_cast<double>(geometry.width), static_cast<double>(geometry.height)},
+                             shadow);
 }
 
 /// Takes every answer, so that none stays behind; absent for a window that has
@@ -167,13 +178,15 @@ void completePIDs(X11Session& session, std::vector<X11Window>& windows) {
 }
 
 /// The child of the root that holds each window, all of them climbed together.
-std::map<xcb_window_t, xcb_window_t> toplevelsOf(X11Session& session, const std::vector<xcb_window_t>& windows) {
+std::map<xcb_window_t, xcb_window_t> toplevelsOf(X11Session& session,
+                                                 const std::vector<xcb_window_t>& windows) {
   std::map<xcb_window_t, xcb_window_t> result;
   std::vector<std::pair<xcb_window_t, xcb_window_t>> climbing;
   for (xcb_window_t window : windows) climbing.emplace_back(window, window);
   while (!climbing.empty()) {
     std::vector<xcb_query_tree_cookie_t> cookies;
-    for (auto& [window, ancestor] : climbing) cookies.push_back(xcb_query_tree(session.connection(), ancestor));
+    for (auto& [window, ancestor] : climbing)
+      cookies.push_back(xcb_query_tree(session.connection(), ancestor));
     std::vector<std::pair<xcb_window_t, xcb_window_t>> higher;
     for (std::size_t i = 0; i < climbing.size(); ++i) {
       auto [window, ancestor] = climbing[i];

@@ -104,7 +104,8 @@ std::vector<ScreenRecord> X11WindowServer::screens() {
 
 Point X11WindowServer::mouseLocation() {
   auto location = desktop_.with([](X11Session& session) {
-    auto pointer = session.reply(xcb_query_pointer_reply, xcb_query_pointer(session.connection(), session.root()));
+    auto pointer =
+        session.reply(xcb_query_pointer_reply, xcb_query_pointer(session.connection(), session.root()));
     if (!pointer) return Point{};
     return Point{static_cast<double>(pointer->root_x), static_cast<double>(pointer->root_y)};
   });

@@ -22,11 +22,21 @@ std::string unescaped(std::string_view value) {
       continue;
     }
     switch (value[++i]) {
-      case 's': result += ' '; break;
-      case 'n': result += '\n'; break;
-      case 't': result += '\t'; break;
-      case 'r': result += '\r'; break;
-      default: result += value[i]; break;
+      case 's':
+        result += ' ';
+        break;
+      case 'n':
+        result += '\n';
+        break;
+      case 't':
+        result += '\t';
+        break;
+      case 'r':
+        result += '\r';
+        break;
+      default:
+        result += value[i];
+        break;
     }
   }
   return result;
@@ -63,7 +73,9 @@ std::vector<std::string> listItems(const std::string& value) {
   return items;
 }
 
-std::string_view fileNameOf(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+std::string_view fileNameOf(std::string_view path) {
+  return path.substr(path.rfind('/') + 1);
+}
 
 bool isAssignment(std::string_view word) {
   std::size_t equals = word.find('=');
@@ -79,12 +91,13 @@ bool isInterpreter(std::string_view program) {
     if (!name.starts_with(versioned)) continue;
     return name.substr(versioned.size()).find_first_not_of("0123456789.") == std::string_view::npos;
   }
-  constexpr std::string_view names[] = {"sh", "bash", "dash", "perl", "ruby", "node", "nodejs", "gjs", "gjs-console",
-                                        "mono", "lua", "tclsh", "wish"};
+  constexpr std::string_view names[] = {"sh",  "bash",        "dash", "perl", "ruby",  "node", "nodejs",
+                                        "gjs", "gjs-console", "mono", "lua",  "tclsh", "wish"};
   return std::find(std::begin(names), std::end(names), name) != std::end(names);
 }
 
-std::optional<DesktopEntry> parseDesktopEntry(std::string_view text, const std::vector<std::string>& languages) {
+std::optional<DesktopEntry> parseDesktopEntry(std::string_view text,
+                                              const std::vector<std::string>& languages) {
   auto values = readEntryGroup(text);
   auto value = [&](std::string_view key) {
     auto found = values.find(key);

@@ -30,7 +30,8 @@ struct DesktopEntry {
 /// Reads the text of a desktop entry. `languages` are the user's, the best first,
 /// as the keys of an entry spell them ("zh_CN", "zh"). Absent when the text is no
 /// entry of an application.
-std::optional<DesktopEntry> parseDesktopEntry(std::string_view text, const std::vector<std::string>& languages);
+std::optional<DesktopEntry> parseDesktopEntry(std::string_view text,
+                                              const std::vector<std::string>& languages);
 
 /// The user's languages from a locale's name ("de_AT.UTF-8@euro": "de_AT@euro",
 /// "de_AT", "de@euro", "de"); none for "C" and "POSIX".

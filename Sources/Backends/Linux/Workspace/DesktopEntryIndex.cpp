@@ -21,22 +21,31 @@ std::string environment(const char* name) {
 }
 
 std::string lowercased(std::string text) {
-  for (char& character : text) character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  for (char& character : text)
+    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
   return text;
 }
 
-bool equalIgnoringCase(const std::string& a, const std::string& b) { return lowercased(a) == lowercased(b); }
+bool equalIgnoringCase(const std::string& a, const std::string& b) {
+  return lowercased(a) == lowercased(b);
+}
 
-std::string fileNameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+std::string fileNameOf(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
 
 /// "org.xfce.mousepad" names a program "mousepad".
-std::string lastComponent(const std::string& id) { return id.substr(id.rfind('.') + 1); }
+std::string lastComponent(const std::string& id) {
+  return id.substr(id.rfind('.') + 1);
+}
 
 /// Names that the program goes by, as an Exec line would spell them.
 std::vector<std::string> programNames(const ProgramTraits& traits) {
   std::vector<std::string> names;
-  if (!traits.executablePath.empty() && !isInterpreter(traits.executablePath)) names.push_back(traits.executablePath);
-  if (std::string program = programOf(traits.commandLine); !program.empty()) names.push_back(std::move(program));
+  if (!traits.executablePath.empty() && !isInterpreter(traits.executablePath))
+    names.push_back(traits.executablePath);
+  if (std::string program = programOf(traits.commandLine); !program.empty())
+    names.push_back(std::move(program));
   return names;
 }
 
@@ -45,7 +54,8 @@ bool startsProgram(const DesktopEntry& entry, const std::vector<std::string>& na
     // With a path on both sides, another folder is another program.
     bool bothArePaths = entry.program.front() == '/' && name.front() == '/';
     std::error_code error;
-    if (bothArePaths && fs::weakly_canonical(entry.program, error) == fs::weakly_canonical(name, error)) return true;
+    if (bothArePaths && fs::weakly_canonical(entry.program, error) == fs::weakly_canonical(name, error))
+      return true;
     return fileNameOf(entry.program) == fileNameOf(name);
   });
 }
@@ -96,7 +106,8 @@ DesktopEntryIndex::DesktopEntryIndex(std::vector<fs::path> folders, std::vector<
 std::vector<fs::path> DesktopEntryIndex::applicationFolders() {
   std::vector<fs::path> folders;
   std::string home = environment("XDG_DATA_HOME");
-  folders.push_back((home.empty() ? fs::path(environment("HOME")) / ".local/share" : fs::path(home)) / "applications");
+  folders.push_back((home.empty() ? fs::path(environment("HOME")) / ".local/share" : fs::path(home)) /
+                    "applications");
   std::string shared = environment("XDG_DATA_DIRS");
   std::istringstream list(shared.empty() ? "/usr/local/share:/usr/share" : shared);
   for (std::string folder; std::getline(list, folder, ':');) {
@@ -124,7 +135,8 @@ std::shared_ptr<const std::vector<DesktopEntry>> DesktopEntryIndex::entries() {
 
 std::optional<DesktopEntry> DesktopEntryIndex::entry(const std::string& id) {
   auto all = entries();
-  auto found = std::find_if(all->begin(), all->end(), [&](const DesktopEntry& entry) { return entry.id == id; });
+  auto found =
+      std::find_if(all->begin(), all->end(), [&](const DesktopEntry& entry) { return entry.id == id; });
   return found == all->end() ? std::nullopt : std::optional(*found);
 }
 
@@ -145,7 +157,8 @@ DesktopEntryIndex::FolderTimes DesktopEntryIndex::readFolderTimes() const {
   };
   for (const fs::path& folder : folders_) {
     note(folder);
-    for (fs::recursive_directory_iterator item(folder, fs::directory_options::skip_permission_denied, error), end;
+    for (fs::recursive_directory_iterator item(folder, fs::directory_options::skip_permission_denied, error),
+         end;
          !error && item != end; item.increment(error)) {
       if (item->is_directory(error)) note(item->path());
     }
@@ -159,7 +172,8 @@ std::vector<DesktopEntry> DesktopEntryIndex::readEntries() const {
   for (const fs::path& folder : folders_) {
     std::vector<fs::path> files;
     std::error_code error;
-    for (fs::recursive_directory_iterator item(folder, fs::directory_options::skip_permission_denied, error), end;
+    for (fs::recursive_directory_iterator item(folder, fs::directory_options::skip_permission_denied, error),
+         end;
          !error && item != end; item.increment(error)) {
       if (item->path().extension() == ".desktop") files.push_back(item->path());
     }

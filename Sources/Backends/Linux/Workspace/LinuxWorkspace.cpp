@@ -9,7 +9,9 @@ namespace tavik {
 
 namespace {
 
-std::string fileNameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+std::string fileNameOf(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
 
 bool isApplicationWindow(const X11Window& window) {
   bool isPlain = window.type == X11WindowType::normal || window.type == X11WindowType::dialog;
@@ -17,7 +19,9 @@ bool isApplicationWindow(const X11Window& window) {
 }
 
 /// Windows of a Wayland session do not show on the X server.
-bool hasInvisibleWindows() { return std::getenv("WAYLAND_DISPLAY") != nullptr; }
+bool hasInvisibleWindows() {
+  return std::getenv("WAYLAND_DISPLAY") != nullptr;
+}
 
 /// The window that says most about its application: the foremost that a person
 /// would call one of its windows.

@@ -52,7 +52,9 @@ Image decoded(const Bytes& bytes) {
   return image;
 }
 
-bool hasAlphaChannel(const Bytes& bytes) { return bytes.at(25) == PNG_COLOR_TYPE_RGB_ALPHA; }
+bool hasAlphaChannel(const Bytes& bytes) {
+  return bytes.at(25) == PNG_COLOR_TYPE_RGB_ALPHA;
+}
 
 constexpr Color orange{255, 128, 0, 255};
 constexpr Color black{0, 0, 0, 255};

@@ -14,8 +14,9 @@ X11Window window(xcb_window_t id, std::int32_t pid, std::string title, Size size
   return result;
 }
 
-const std::vector<X11Window> windows{window(1, 10, "Document", {800, 600}), window(2, 10, "Document", {300, 200}),
-                                     window(3, 10, "", {120, 90}), window(4, 20, "Document", {301, 200})};
+const std::vector<X11Window> windows{window(1, 10, "Document", {800, 600}),
+                                     window(2, 10, "Document", {300, 200}), window(3, 10, "", {120, 90}),
+                                     window(4, 20, "Document", {301, 200})};
 
 xcb_window_t found(std::int32_t pid, const std::string& title, Size size) {
   const X11Window* result = windowOfProcess(windows, pid, title, size);

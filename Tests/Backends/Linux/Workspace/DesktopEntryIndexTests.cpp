@@ -43,7 +43,8 @@ ProgramTraits window(std::string className, std::string instance = "") {
 TEST(DesktopEntryMatch, PrefersTheNameOnTheSessionBus) {
   ProgramTraits traits = window("Editor");
   traits.gtkApplicationID = "org.gnome.TextEditor";
-  EXPECT_EQ(match({entry("editor", "editor", "Editor"), entry("org.gnome.TextEditor", "gnome-text-editor")}, traits),
+  EXPECT_EQ(match({entry("editor", "editor", "Editor"), entry("org.gnome.TextEditor", "gnome-text-editor")},
+                  traits),
             "org.gnome.TextEditor");
 }
 
@@ -71,7 +72,8 @@ TEST(DesktopEntryMatch, FallsBackToTheProgramThatTheEntryStarts) {
 }
 
 TEST(DesktopEntryMatch, KnowsAScriptByItsFileAndNotByItsInterpreter) {
-  std::vector<DesktopEntry> entries{entry("python3.11", "/usr/bin/python3.11"), entry("terminator", "terminator")};
+  std::vector<DesktopEntry> entries{entry("python3.11", "/usr/bin/python3.11"),
+                                    entry("terminator", "terminator")};
   ProgramTraits script = program("/usr/bin/python3.11");
   script.commandLine = {"/usr/bin/python3", "/usr/bin/terminator"};
   EXPECT_EQ(match(entries, script), "terminator");
@@ -94,7 +96,8 @@ class DesktopEntryFolders : public testing::Test {
  protected:
   void write(const fs::path& file, const std::string& name, const std::string& more = "") {
     fs::create_directories(file.parent_path());
-    std::ofstream(file) << "[Desktop Entry]\nType=Application\nName=" << name << "\nExec=" << name << "\n" << more;
+    std::ofstream(file) << "[Desktop Entry]\nType=Application\nName=" << name << "\nExec=" << name << "\n"
+                        << more;
   }
 
   std::string nameOf(const std::string& id) {

@@ -31,7 +31,8 @@ TEST(DesktopEntry, IsReadFromItsGroupOnly) {
 }
 
 TEST(DesktopEntry, HasTheNameInTheUsersBestLanguage) {
-  const char* text = "[Desktop Entry]\r\nType=Application\r\nName=Files\r\nName[de]=Dateien\r\nName[de_AT]=Ordner\r\n";
+  const char* text =
+      "[Desktop Entry]\r\nType=Application\r\nName=Files\r\nName[de]=Dateien\r\nName[de_AT]=Ordner\r\n";
   EXPECT_EQ(parseDesktopEntry(text, {})->name, "Files");
   EXPECT_EQ(parseDesktopEntry(text, {"de_CH", "de"})->name, "Dateien");
   EXPECT_EQ(parseDesktopEntry(text, {"de_AT", "de"})->name, "Ordner");
