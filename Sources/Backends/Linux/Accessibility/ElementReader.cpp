@@ -1,6 +1,7 @@
 #include "Backends/Linux/Accessibility/ElementReader.h"
 
 #include <algorithm>
+#include <cmath>
 #include <unordered_set>
 
 #include "Backends/Linux/Accessibility/TextUnits.h"
@@ -40,6 +41,12 @@ bool shareLine(const Rect& a, const Rect& b) {
   if (a.isNull() || b.isNull()) return false;
   double overlap = std::min(a.maxY(), b.maxY()) - std::max(a.minY(), b.minY());
   return overlap > 0.5 * std::min(a.size.height, b.size.height);
+}
+
+/// Whether the two sizes differ by no more than what stands around a window.
+bool mayBeTheSameWindow(Size a, Size b) {
+  constexpr double widestBorder = 100;
+  return std::abs(a.width - b.width) <= widestBorder && std::abs(a.height - b.height) <= widestBorder;
 }
 
 }  // namespace
@@ -373,14 +380,19 @@ std::optional<Rect> ElementReader::frame(const LinuxElement& element) {
   }
   Rect extents = tree_.read(element.object, baseFacets | extentsFacet).extents;
   if (extents.isNull()) return std::nullopt;
-  // GTK 4 does not know where its windows are.
+  // Some toolkits count the window manager's title bar in, some leave their own border out.
+  if (std::string_view(role(element).role) == "AXWindow") {
+    std::optional<PlacedWindow> placed = placement(element.object);
+    return placed && mayBeTheSameWindow(placed->frame.size, extents.size) ? placed->frame : extents;
+  }
+  // GTK 4 does not know where its windows are, and counts from inside their border.
   if (tree_.toolkit(element.object) == Toolkit::gtk4) {
     std::optional<LinuxElement> top = window(element);
     std::optional<PlacedWindow> placed = top ? placement(top->object) : std::nullopt;
     if (placed) {
       const Rect& own = tree_.read(top->object, extentsFacet).extents;
-      extents.origin.x += placed->frame.minX() - own.minX();
-      extents.origin.y += placed->frame.minY() - own.minY();
+      extents.origin.x += placed->frame.center().x - own.center().x;
+      extents.origin.y += placed->frame.center().y - own.center().y;
     }
   }
   return extents;
