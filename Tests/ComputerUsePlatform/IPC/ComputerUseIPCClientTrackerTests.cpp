@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <set>
 
+#include "Backends/Simulated/System/SimulatedProcess.h"
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "Base/Concurrency/TaskGroup.h"
-#include "Tests/Support/ScriptedProcess.h"
 
 namespace tavik {
 namespace {
@@ -93,8 +93,10 @@ TEST(ComputerUseIPCClientTracker, resetForgetsEverybody) {
 }
 
 TEST(ComputerUseIPCClientTracker, aProcessThatMayNotBeSignalledIsAlive) {
-  ScriptedProcess processes;
-  processes.probeOutcomes = {{10, 0}, {20, EPERM}, {30, ESRCH}};
+  SimulatedProcess processes;
+  processes.state(10, {});
+  processes.state(20, {.probe = EPERM});
+  processes.state(30, {.probe = ESRCH});
   const auto isAlive = ComputerUseIPCClientTracker::processIsAliveAccordingTo(processes);
   EXPECT_TRUE(isAlive(10));
   EXPECT_TRUE(isAlive(20));
@@ -104,8 +106,8 @@ TEST(ComputerUseIPCClientTracker, aProcessThatMayNotBeSignalledIsAlive) {
 }
 
 TEST(ComputerUseIPCClientTracker, processesAreAskedWithoutHoldingTheClients) {
-  ScriptedProcess processes;
-  processes.probeOutcomes = {{10, 0}};
+  SimulatedProcess processes;
+  processes.state(10, {});
   ComputerUseIPCClientTracker tracker(ComputerUseIPCClientTracker::processIsAliveAccordingTo(processes));
   tracker.recordActivity(10, "a", start);
   EXPECT_EQ(tracker.pruneStaleClients(start, 90).activeClientCount, 1);

@@ -2,14 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include "Tests/Support/ScriptedIdentity.h"
+#include "Backends/Simulated/System/SimulatedCodeIdentity.h"
+#include "Backends/Simulated/System/SimulatedPreferences.h"
 
 namespace tavik {
 namespace {
 
+constexpr const char* trustedTeam = BundleIdentifiers::defaultTeamIdentifier;
+
 struct AuthorizationDesk {
-  ScriptedCodeIdentity codeIdentity;
-  ScriptedProperties properties;
+  SimulatedCodeIdentity codeIdentity;
+  SimulatedPreferences properties;
   BundleIdentifiers identifiers{properties};
   ComputerUseIPCSenderAuthorization authorization{codeIdentity, identifiers};
 
@@ -25,49 +28,65 @@ struct AuthorizationDesk {
 
 TEST(ComputerUseIPCSenderAuthorization, aTrustedSenderIsNamed) {
   AuthorizationDesk desk;
+  desk.codeIdentity.state(7, trustedTeam, "com.tavik.ide");
   const auto sender = desk.authorization.verifySender(7);
-  EXPECT_EQ(sender.teamID, BundleIdentifiers::defaultTeamIdentifier);
+  EXPECT_EQ(sender.teamID, trustedTeam);
   EXPECT_EQ(sender.bundleID, "com.tavik.ide");
+}
+
+TEST(ComputerUseIPCSenderAuthorization, aProcessThatDoesNotExistFailsWithItsStatus) {
+  AuthorizationDesk desk;
+  EXPECT_EQ(desk.refusal(), "Code signing verification failed: 100003");
 }
 
 TEST(ComputerUseIPCSenderAuthorization, eachStepThatFailsReportsItsStatus) {
   AuthorizationDesk desk;
-  desk.codeIdentity.signing = {-67062, SigningInformation{}};
-  EXPECT_EQ(desk.refusal(), "Code signing verification failed: -67062");
-  desk.codeIdentity.staticCode = {-3, "code"};
+  desk.codeIdentity.state(7, {.guestStatus = -1, .staticCodeStatus = -2, .informationStatus = -3});
+  EXPECT_EQ(desk.refusal(), "Code signing verification failed: -1");
+  desk.codeIdentity.state(7, {.guestStatus = 0, .staticCodeStatus = -2, .informationStatus = -3});
+  EXPECT_EQ(desk.refusal(), "Code signing verification failed: -2");
+  desk.codeIdentity.state(7, {.guestStatus = 0, .staticCodeStatus = 0, .informationStatus = -3});
   EXPECT_EQ(desk.refusal(), "Code signing verification failed: -3");
-  desk.codeIdentity.guest = {100001, std::nullopt};
-  EXPECT_EQ(desk.refusal(), "Code signing verification failed: 100001");
 }
 
 TEST(ComputerUseIPCSenderAuthorization, aStepWithoutAResultFailsThoughItsStatusIsZero) {
-  AuthorizationDesk desk;
-  desk.codeIdentity.guest = {0, std::nullopt};
-  EXPECT_EQ(desk.refusal(), "Code signing verification failed: 0");
+  struct EmptyHanded : SimulatedCodeIdentity {
+    StatusResult<CodeReference> copyGuest(std::int32_t) override { return {0, std::nullopt}; }
+  } codeIdentity;
+  SimulatedPreferences properties;
+  const BundleIdentifiers identifiers(properties);
+  try {
+    ComputerUseIPCSenderAuthorization(codeIdentity, identifiers).verifySender(7);
+    FAIL() << "trusted";
+  } catch (const AuthorizationError& error) {
+    EXPECT_EQ(error.description(), "Code signing verification failed: 0");
+  }
 }
 
 TEST(ComputerUseIPCSenderAuthorization, theTeamIsCheckedBeforeTheIdentifier) {
   AuthorizationDesk desk;
-  desk.codeIdentity.signing.value = SigningInformation{"STRANGER00", "com.stranger"};
+  desk.codeIdentity.state(7, "STRANGER00", "com.stranger");
   EXPECT_EQ(desk.refusal(), "Untrusted team identifier: STRANGER00");
-  desk.codeIdentity.signing.value = SigningInformation{std::nullopt, "com.tavik.ide"};
+  desk.codeIdentity.state(7, {.information = {std::nullopt, "com.tavik.ide"}});
   EXPECT_EQ(desk.refusal(), "Untrusted team identifier: nil");
 }
 
 TEST(ComputerUseIPCSenderAuthorization, theIdentifierMustBeTrustedToo) {
   AuthorizationDesk desk;
-  desk.codeIdentity.signing.value->identifier = "com.stranger";
+  desk.codeIdentity.state(7, trustedTeam, "com.stranger");
   EXPECT_EQ(desk.refusal(), "Untrusted bundle identifier: com.stranger");
-  desk.codeIdentity.signing.value->identifier = std::nullopt;
+  desk.codeIdentity.state(7, {.information = {trustedTeam, std::nullopt}});
   EXPECT_EQ(desk.refusal(), "Untrusted bundle identifier: nil");
 }
 
 TEST(ComputerUseIPCSenderAuthorization, trustFollowsTheApplicationsProperties) {
   AuthorizationDesk desk;
-  desk.properties.values["TavikComputerUseTrustedTeamIdentifiers"] = std::string("OTHERTEAM0");
-  EXPECT_EQ(desk.refusal(), "Untrusted team identifier: TAVIKDEV00");
-  desk.codeIdentity.signing.value = SigningInformation{"OTHERTEAM0", "com.other"};
-  desk.properties.values["TavikComputerUseTrustedBundleIdentifiers"] = std::string("com.other");
+  desk.codeIdentity.state(7, trustedTeam, "com.tavik.ide");
+  desk.properties.setApplicationProperty("TavikComputerUseTrustedTeamIdentifiers", std::string("OTHERTEAM0"));
+  EXPECT_EQ(desk.refusal(), std::string("Untrusted team identifier: ") + trustedTeam);
+  desk.codeIdentity.state(7, "OTHERTEAM0", "com.other");
+  desk.properties.setApplicationProperty("TavikComputerUseTrustedBundleIdentifiers",
+                                         std::string("com.other"));
   EXPECT_EQ(desk.refusal(), "trusted");
 }
 

@@ -5,11 +5,13 @@
 
 #include <stdexcept>
 
+#include "Backends/Simulated/System/SimulatedCodeIdentity.h"
+#include "Backends/Simulated/System/SimulatedPreferences.h"
+#include "Backends/Simulated/System/SimulatedRequestTransport.h"
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "ComputerUsePlatform/IPC/ComputerUseIPCError.h"
 #include "Tests/Support/LogCapture.h"
-#include "Tests/Support/ScriptedIdentity.h"
-#include "Tests/Support/ScriptedTransport.h"
+#include "Tests/Support/ServedMainQueue.h"
 
 namespace tavik {
 namespace {
@@ -20,18 +22,28 @@ using ::testing::MatchesRegex;
 using Case = ComputerUseIPCError::Case;
 using Fields = std::map<std::string, std::string>;
 
-/// A server on a scripted transport, used from inside `SimulatedScheduler::run`.
+/// A server on a simulated transport, used from inside `SimulatedScheduler::run`, and
+/// one client that it trusts.
 struct ServerDesk {
-  explicit ServerDesk(SimulatedScheduler& scheduler) : scheduler(scheduler) {}
+  static constexpr std::int32_t clientPID = 4711;
+
+  explicit ServerDesk(SimulatedScheduler& scheduler) : scheduler(scheduler) {
+    codeIdentity.state(clientPID, BundleIdentifiers::defaultTeamIdentifier, "com.tavik.ide");
+  }
 
   SimulatedScheduler& scheduler;
-  ScriptedTransport transport{scheduler};
-  ScriptedCodeIdentity codeIdentity;
-  ScriptedProperties properties;
+  MainQueue mainQueue{scheduler};
+  SimulatedRequestTransport transport{scheduler, mainQueue};
+  SimulatedCodeIdentity codeIdentity;
+  SimulatedPreferences properties;
   BundleIdentifiers identifiers{properties};
   ComputerUseIPCServerHandler server{scheduler, transport, codeIdentity, identifiers};
+  ServedMainQueue main{scheduler, mainQueue};
   const MonotonicTime start = scheduler.now();
 
+  SimulatedRequest send(const std::string& requestType, std::optional<std::string> requestID = std::nullopt) {
+    return transport.send(requestType, "{}", clientPID, std::move(requestID));
+  }
   double elapsed() const { return inSeconds(scheduler.now() - start); }
 
   /// A handler that works for a while and notices when it is cancelled.
@@ -75,12 +87,10 @@ TEST(ComputerUseIPCServerHandler, movesBytesBetweenTheTransportAndTheHandler) {
     desk.server.install(std::nullopt, [](const std::string& type, const Bytes& data, std::int32_t pid) {
       return bytesOf(type + "|" + std::string(textOf(data)) + "|" + std::to_string(pid));
     });
-    const auto sent = desk.transport.send(
-        {.requestType = "Type", .requestData = bytesOf("{\"a\":1}"), .requestID = "r1", .senderPID = 42});
-    const RequestReply reply = sent.wait();
+    desk.codeIdentity.state(42, BundleIdentifiers::defaultTeamIdentifier, "com.tavik.ide");
+    const RequestReply reply = desk.transport.send("Type", R"({"a":1})", 42).reply();
     EXPECT_EQ(reply.errorNumber, 0);
     EXPECT_EQ(textOf(reply.directObject.value()), "Type|{\"a\":1}|42");
-    EXPECT_EQ(desk.transport.answerCount(*sent.suspension), 1);
   });
 }
 
@@ -90,7 +100,8 @@ TEST(ComputerUseIPCServerHandler, missingTypeAndDataAreTakenAsEmpty) {
     desk.server.install(std::nullopt, [](const std::string& type, const Bytes& data, std::int32_t pid) {
       return bytesOf("[" + type + "][" + std::string(textOf(data)) + "][" + std::to_string(pid) + "]");
     });
-    EXPECT_EQ(textOf(*desk.transport.send(IncomingRequest{}).wait().directObject), "[][][0]");
+    desk.codeIdentity.state(0, BundleIdentifiers::defaultTeamIdentifier, "com.tavik.ide");
+    EXPECT_EQ(textOf(*desk.transport.send(IncomingRequest{}).reply().directObject), "[][][0]");
   });
 }
 
@@ -101,9 +112,7 @@ TEST(ComputerUseIPCServerHandler, theRequestsRecordsCarryItsIdentifier) {
       TavikComputerUseLogger::info(LogCategory::ipc, "handled");
       return Bytes{};
     });
-    IncomingRequest request;
-    request.requestID = "abc-1";
-    desk.transport.send(request).wait();
+    desk.send("Type", "abc-1").reply();
     EXPECT_EQ(log.only("handled").requestID, "abc-1");
     EXPECT_EQ(log.only("admission_released").requestID, "abc-1");
     EXPECT_EQ(TaskRecord::requestID(), "");
@@ -114,8 +123,8 @@ TEST(ComputerUseIPCServerHandler, aRequestWithoutAnIdentifierIsLoggedUnderANewOn
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     desk.server.install(std::nullopt, noAnswer);
-    desk.transport.send("One").wait();
-    desk.transport.send("Two").wait();
+    desk.send("One").reply();
+    desk.send("Two").reply();
     const auto records = log.records("admission_released");
     ASSERT_EQ(records.size(), 2u);
     EXPECT_THAT(records[0].requestID,
@@ -132,11 +141,10 @@ TEST(ComputerUseIPCServerHandler, aRequestThatCannotBeSuspendedIsAnsweredInPlace
       served = true;
       return Bytes{};
     });
-    desk.transport.canSuspend = false;
-    const auto sent = desk.transport.send("Type");
-    expectError(sent.wait(), -10000, "Failed to suspend Apple Event");
+    desk.transport.refuseToSuspend();
+    const auto sent = desk.send("Type");
+    expectError(sent.reply(), -10000, "Failed to suspend Apple Event");
     desk.scheduler.settle();
-    EXPECT_EQ(sent.suspension, std::nullopt);
     EXPECT_FALSE(served);
   });
 }
@@ -144,9 +152,9 @@ TEST(ComputerUseIPCServerHandler, aRequestThatCannotBeSuspendedIsAnsweredInPlace
 TEST(ComputerUseIPCServerHandler, anAnswerThatTheTransportCannotCarryIsAFailure) {
   LogCapture log;
   onDesk([](ServerDesk& desk) {
-    desk.server.install(std::nullopt, noAnswer);
-    desk.transport.canEncode = false;
-    expectError(desk.transport.send("Type").wait(), -10000, "Failed to encode IPC response descriptor");
+    desk.server.install(std::nullopt, desk.workingFor(0));
+    desk.transport.limitResponses(3);
+    expectError(desk.send("Type").reply(), -10000, "Failed to encode IPC response descriptor");
   });
 }
 
@@ -154,14 +162,14 @@ TEST(ComputerUseIPCServerHandler, withoutAHandlerARequestFailsAsUnknown) {
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     desk.server.install(std::nullopt, nullptr);
-    expectError(desk.transport.send("Type").wait(), -10000, "unknown");
+    expectError(desk.send("Type").reply(), -10000, "unknown");
     EXPECT_EQ(log.only("admission_released").fields, (Fields{{"requestType", "Type"}, {"reason", "error"}}));
   });
 }
 
 TEST(ComputerUseIPCServerHandler, installingFailsWhenAnotherProcessHasTheAddress) {
   onDesk([](ServerDesk& desk) {
-    desk.transport.addressIsTaken = true;
+    desk.transport.occupyAddress();
     EXPECT_FALSE(desk.server.install(std::nullopt, noAnswer));
   });
 }
@@ -180,7 +188,7 @@ TEST(ComputerUseIPCServerHandler, aTransportErrorIsAnsweredAsItsNumberAndCaseNam
     desk.server.install(std::nullopt, [](const std::string&, const Bytes&, std::int32_t) -> Bytes {
       throw ComputerUseIPCError(Case::urlBlocklist);
     });
-    expectError(desk.transport.send("Type").wait(), -10015, "urlBlocklist");
+    expectError(desk.send("Type").reply(), -10015, "urlBlocklist");
   });
 }
 
@@ -190,7 +198,7 @@ TEST(ComputerUseIPCServerHandler, anyOtherErrorIsAnsweredAsUnknownWithItsText) {
     desk.server.install(std::nullopt, [](const std::string&, const Bytes&, std::int32_t) -> Bytes {
       throw std::runtime_error("what happened");
     });
-    expectError(desk.transport.send("Type").wait(), -10000, "what happened");
+    expectError(desk.send("Type").reply(), -10000, "what happened");
   });
 }
 
@@ -202,8 +210,8 @@ TEST(ComputerUseIPCServerHandler, aStrangerIsTurnedAwayWithoutTheReason) {
       served = true;
       return Bytes{};
     });
-    desk.codeIdentity.signing.value->identifier = "com.stranger";
-    expectError(desk.transport.send("Type").wait(), -10000,
+    desk.codeIdentity.state(ServerDesk::clientPID, BundleIdentifiers::defaultTeamIdentifier, "com.stranger");
+    expectError(desk.send("Type").reply(), -10000,
                 "The operation couldn’t be completed. (AuthorizationError error 3.)");
     EXPECT_FALSE(served);
   });
@@ -213,9 +221,9 @@ TEST(ComputerUseIPCServerHandler, authorizationCanBeSwitchedOffAndSaysSo) {
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     desk.server.install(std::nullopt, noAnswer);
-    desk.codeIdentity.guest = {-1, std::nullopt};
-    desk.properties.values["TavikComputerUseEnforceSenderAuthorization"] = false;
-    EXPECT_EQ(desk.transport.send("Type").wait().errorNumber, 0);
+    desk.codeIdentity.state(ServerDesk::clientPID, {.guestStatus = -1});
+    desk.properties.setApplicationProperty("TavikComputerUseEnforceSenderAuthorization", false);
+    EXPECT_EQ(desk.send("Type").reply().errorNumber, 0);
     const auto record = log.only("sender_authorization_bypassed");
     EXPECT_EQ(record.level, LogLevel::debug);
     EXPECT_EQ(record.category, LogCategory::ipc);
@@ -227,15 +235,15 @@ TEST(ComputerUseIPCServerHandler, twoRequestsRunEightWaitAndTheEleventhIsRefused
   LogCapture log;
   onDesk([](ServerDesk& desk) {
     desk.server.install(std::nullopt, desk.workingFor(1));
-    std::vector<ScriptedTransport::Sent> sent;
+    std::vector<SimulatedRequest> sent;
     for (int i = 0; i < 11; ++i) {
-      sent.push_back(desk.transport.send("Type"));
+      sent.push_back(desk.send("Type"));
       desk.scheduler.settle();
     }
-    expectError(sent.back().wait(), -10016, "rateLimited");
+    expectError(sent.back().reply(), -10016, "rateLimited");
     EXPECT_EQ(desk.elapsed(), 0);
     sent.pop_back();
-    for (const auto& request : sent) EXPECT_EQ(request.wait().errorNumber, 0);
+    for (const auto& request : sent) EXPECT_EQ(request.reply().errorNumber, 0);
     EXPECT_EQ(desk.elapsed(), 5);
   });
 }
@@ -244,7 +252,7 @@ TEST(ComputerUseIPCServerHandler, aRequestThatEndsInTimeIsAnsweredAndItsTimerSta
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     desk.server.install(5.0, desk.workingFor(4));
-    EXPECT_EQ(textOf(*desk.transport.send("Type").wait().directObject), "done");
+    EXPECT_EQ(textOf(*desk.send("Type").reply().directObject), "done");
     EXPECT_EQ(desk.elapsed(), 4);
     desk.scheduler.sleep(seconds(100));
     EXPECT_THAT(log.events(), ElementsAre("admission_released"));
@@ -264,7 +272,7 @@ TEST(ComputerUseIPCServerHandler, aRequestThatTakesTooLongIsAnsweredAtOnceAndThe
       }
       return {};
     });
-    expectError(desk.transport.send("Slow").wait(), -10011, "timeout");
+    expectError(desk.send("Slow").reply(), -10011, "timeout");
     EXPECT_EQ(desk.elapsed(), 1.5);
     desk.scheduler.settle();
     EXPECT_EQ(cancelledAt, 1.5);
@@ -281,10 +289,10 @@ TEST(ComputerUseIPCServerHandler, aTimedOutRequestKeepsItsPlaceUntilItsOperation
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     desk.server.install(1.0, desk.workingStubbornlyFor(20));
-    const auto first = desk.transport.send("Slow");
-    const auto second = desk.transport.send("Slow");
-    expectError(first.wait(), -10011, "timeout");
-    expectError(second.wait(), -10011, "timeout");
+    const auto first = desk.send("Slow");
+    const auto second = desk.send("Slow");
+    expectError(first.reply(), -10011, "timeout");
+    expectError(second.reply(), -10011, "timeout");
     EXPECT_EQ(desk.elapsed(), 1);
     EXPECT_EQ(log.count("admission_released"), 0u);
     desk.scheduler.sleep(seconds(18.9));
@@ -293,7 +301,6 @@ TEST(ComputerUseIPCServerHandler, aTimedOutRequestKeepsItsPlaceUntilItsOperation
     const auto released = log.records("admission_released");
     ASSERT_EQ(released.size(), 2u);
     EXPECT_EQ(released[0].fields.at("reason"), "completed");
-    EXPECT_EQ(desk.transport.answerCount(*first.suspension), 1);
   });
 }
 
@@ -301,8 +308,7 @@ TEST(ComputerUseIPCServerHandler, aTimedOutRequestGivesItsPlaceBackAfterSixtySec
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     desk.server.install(1.0, desk.workingStubbornlyFor(200));
-    IncomingRequest request{.requestType = "Stuck", .requestData = {}, .requestID = "r9", .senderPID = 1};
-    desk.transport.send(request).wait();
+    desk.send("Stuck", "r9").reply();
     desk.scheduler.sleep(seconds(59.9));
     EXPECT_EQ(log.count("admission_released"), 0u);
     desk.scheduler.sleep(seconds(0.2));
@@ -320,12 +326,12 @@ TEST(ComputerUseIPCServerHandler, stuckRequestsLetNewOnesInOnceTheirGraceIsOver)
     desk.server.install(1.0, [&](const std::string& type, const Bytes& data, std::int32_t pid) {
       return type == "Stuck" ? desk.workingStubbornlyFor(500)(type, data, pid) : bytesOf("quick");
     });
-    desk.transport.send("Stuck").wait();
-    desk.transport.send("Stuck");
+    desk.send("Stuck").reply();
+    desk.send("Stuck");
     desk.scheduler.sleep(seconds(2));
-    expectError(desk.transport.send("Quick").wait(), -10011, "timeout");
+    expectError(desk.send("Quick").reply(), -10011, "timeout");
     desk.scheduler.sleep(seconds(60));
-    EXPECT_EQ(textOf(*desk.transport.send("Quick").wait().directObject), "quick");
+    EXPECT_EQ(textOf(*desk.send("Quick").reply().directObject), "quick");
   });
 }
 
@@ -337,10 +343,10 @@ TEST(ComputerUseIPCServerHandler, aRequestThatTimesOutInTheQueueLeavesIt) {
       served.push_back(type);
       return desk.workingStubbornlyFor(10)(type, data, pid);
     });
-    desk.transport.send("A");
-    desk.transport.send("B");
+    desk.send("A");
+    desk.send("B");
     desk.scheduler.settle();
-    expectError(desk.transport.send("Queued").wait(), -10011, "timeout");
+    expectError(desk.send("Queued").reply(), -10011, "timeout");
     desk.scheduler.sleep(seconds(100));
     EXPECT_THAT(served, ElementsAre("A", "B"));
     EXPECT_EQ(log.count("queued_request_admitted"), 0u);
@@ -352,9 +358,9 @@ TEST(ComputerUseIPCServerHandler, aTimeoutOfZeroOrLessIsOverAtOnce) {
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     desk.server.install(0.0, desk.workingFor(1));
-    expectError(desk.transport.send("Zero").wait(), -10011, "timeout");
+    expectError(desk.send("Zero").reply(), -10011, "timeout");
     desk.server.install(-5.0, desk.workingFor(1));
-    expectError(desk.transport.send("Negative").wait(), -10011, "timeout");
+    expectError(desk.send("Negative").reply(), -10011, "timeout");
     EXPECT_EQ(desk.elapsed(), 0);
     EXPECT_EQ(log.records("request_timeout").at(1).fields.at("timeoutMs"), "-5000");
   });
@@ -388,11 +394,11 @@ TEST(ComputerUseIPCServerHandler, shutdownAnswersAllWhoWaitAndDropsWhatComesLate
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     desk.server.install(std::nullopt, desk.workingStubbornlyFor(3));
-    std::vector<ScriptedTransport::Sent> sent;
-    for (const char* type : {"A", "B", "C"}) sent.push_back(desk.transport.send(type));
+    std::vector<SimulatedRequest> sent;
+    for (const char* type : {"A", "B", "C"}) sent.push_back(desk.send(type));
     desk.scheduler.settle();
     desk.server.failPendingRequestsAndUninstall("the runtime ends");
-    for (const auto& request : sent) expectError(request.wait(), -10012, "the runtime ends");
+    for (const auto& request : sent) expectError(request.reply(), -10012, "the runtime ends");
     EXPECT_FALSE(desk.transport.isReceiving());
 
     const auto records = log.records("pending_request_cancelled");
@@ -401,8 +407,9 @@ TEST(ComputerUseIPCServerHandler, shutdownAnswersAllWhoWaitAndDropsWhatComesLate
     EXPECT_EQ(records[0].category, LogCategory::ipc);
     EXPECT_EQ(records[0].fields, (Fields{{"requestType", "A"}, {"reason", "runtime_shutdown"}}));
 
+    // A second answer to one of them would end the program.
     desk.scheduler.sleep(seconds(10));
-    for (const auto& request : sent) EXPECT_EQ(desk.transport.answerCount(*request.suspension), 1);
+    EXPECT_EQ(desk.transport.suspendedCount(), 0u);
   });
 }
 
@@ -410,10 +417,11 @@ TEST(ComputerUseIPCServerHandler, aSecondShutdownFindsNothingToAnswer) {
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     desk.server.install(std::nullopt, desk.workingFor(3));
-    const auto sent = desk.transport.send("A");
+    const auto sent = desk.send("A");
+    desk.scheduler.settle();
     desk.server.failPendingRequestsAndUninstall("first");
     desk.server.failPendingRequestsAndUninstall("second");
-    expectError(sent.wait(), -10012, "first");
+    expectError(sent.reply(), -10012, "first");
     EXPECT_EQ(log.count("pending_request_cancelled"), 1u);
   });
 }
@@ -425,7 +433,7 @@ TEST(ComputerUseIPCServerHandler, destroyingItEndsTheTasksOfItsRequests) {
     {
       ServerDesk desk(scheduler);
       desk.server.install(30.0, desk.workingFor(1000));
-      for (int i = 0; i < 5; ++i) desk.transport.send("Long");
+      for (int i = 0; i < 5; ++i) desk.send("Long");
       scheduler.settle();
     }
     EXPECT_EQ(scheduler.now(), MonotonicTime{});
@@ -446,17 +454,18 @@ TEST(ComputerUseIPCServerHandlerExploration, shutdownAgainstLateCompletionsAnswe
         scheduler.sleep(milliseconds(static_cast<std::int64_t>(scheduler.random(3))));
         return bytesOf("done");
       });
-      std::vector<ScriptedTransport::Sent> sent;
-      for (int i = 0; i < 4; ++i) sent.push_back(desk.transport.send("Type"));
+      std::vector<SimulatedRequest> sent;
+      for (int i = 0; i < 4; ++i) sent.push_back(desk.send("Type"));
+      desk.mainQueue.sync([] {});
       scheduler.sleep(milliseconds(static_cast<std::int64_t>(scheduler.random(4))));
       desk.server.failPendingRequestsAndUninstall("the end");
       for (const auto& request : sent) {
-        const RequestReply reply = request.wait();
+        const RequestReply reply = request.reply();
         EXPECT_TRUE(reply.errorNumber == 0 || reply.errorNumber == -10012);
         ++(reply.errorNumber == 0 ? succeeded : cancelled);
       }
       scheduler.sleep(seconds(1));
-      for (const auto& request : sent) EXPECT_EQ(desk.transport.answerCount(*request.suspension), 1);
+      EXPECT_EQ(desk.transport.suspendedCount(), 0u);
     });
   });
   EXPECT_GT(succeeded, 0);
@@ -472,14 +481,14 @@ TEST(ComputerUseIPCServerHandlerExploration, anOperationThatEndsAsItsTimeIsUpIsA
     scheduler.run([&] {
       ServerDesk desk(scheduler);
       desk.server.install(1.0, desk.workingFor(1));
-      const auto sent = desk.transport.send("Type");
-      const RequestReply reply = sent.wait();
+      const auto sent = desk.send("Type");
+      const RequestReply reply = sent.reply();
       scheduler.sleep(seconds(100));
       const bool success = reply.errorNumber == 0;
       ++(success ? succeeded : timedOut);
       EXPECT_EQ(log.count("request_timeout"), success ? 0u : 1u);
       EXPECT_EQ(log.count("admission_released"), 1u);
-      EXPECT_EQ(desk.transport.answerCount(*sent.suspension), 1);
+      EXPECT_EQ(desk.transport.suspendedCount(), 0u);
     });
   });
   EXPECT_GT(succeeded, 0);
@@ -495,19 +504,19 @@ TEST(ComputerUseIPCServerHandlerExploration, timeOutsInTheQueueLeakNoPlace) {
         if (type == "Quick") return bytesOf("quick");
         return desk.workingStubbornlyFor(static_cast<double>(scheduler.random(3)))(type, data, pid);
       });
-      std::vector<ScriptedTransport::Sent> sent;
-      for (int i = 0; i < 6; ++i) sent.push_back(desk.transport.send("Slow"));
+      std::vector<SimulatedRequest> sent;
+      for (int i = 0; i < 6; ++i) sent.push_back(desk.send("Slow"));
       for (const auto& request : sent) {
-        const int number = request.wait().errorNumber;
+        const int number = request.reply().errorNumber;
         EXPECT_TRUE(number == 0 || number == -10011) << number;
       }
       scheduler.sleep(seconds(70));
       // Both places are free again, so that two run side by side at once.
-      const auto first = desk.transport.send("Quick");
-      const auto second = desk.transport.send("Quick");
-      EXPECT_EQ(first.wait().errorNumber, 0);
-      EXPECT_EQ(second.wait().errorNumber, 0);
-      for (const auto& request : sent) EXPECT_EQ(desk.transport.answerCount(*request.suspension), 1);
+      const auto first = desk.send("Quick");
+      const auto second = desk.send("Quick");
+      EXPECT_EQ(first.reply().errorNumber, 0);
+      EXPECT_EQ(second.reply().errorNumber, 0);
+      EXPECT_EQ(desk.transport.suspendedCount(), 0u);
     });
   });
 }

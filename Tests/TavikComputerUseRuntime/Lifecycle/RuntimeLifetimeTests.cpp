@@ -3,9 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Backends/Simulated/System/SimulatedProcess.h"
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "Tests/Support/LogCapture.h"
-#include "Tests/Support/ScriptedProcess.h"
+#include "Tests/Support/ServedMainQueue.h"
 
 namespace tavik {
 namespace {
@@ -16,29 +17,28 @@ using Fields = std::map<std::string, std::string>;
 /// A lifetime whose main queue is served, with two clients that live: 10 and 20.
 struct LifetimeDesk {
   explicit LifetimeDesk(SimulatedScheduler& scheduler) : scheduler(scheduler) {
-    process.probeOutcomes = {{10, 0}, {20, 0}};
+    process.state(10, {});
+    process.state(20, {});
   }
 
   SimulatedScheduler& scheduler;
   LogCapture log;
   MainQueue mainQueue{scheduler};
-  ScriptedProcess process;
+  SimulatedProcess process;
   const MonotonicTime start = scheduler.now();
   std::vector<double> terminations;
   RuntimeLifetime lifetime{scheduler, mainQueue, process, [this] {
                              EXPECT_TRUE(mainQueue.isCurrent());
                              terminations.push_back(inSeconds(scheduler.now() - start));
                            }};
+  ServedMainQueue main{scheduler, mainQueue};
 };
 
 void onDesk(const std::function<void(LifetimeDesk&)>& body) {
   SimulatedScheduler scheduler;
   scheduler.run([&] {
     LifetimeDesk desk(scheduler);
-    const Task main = scheduler.start("main", [&] { desk.mainQueue.run(); });
     body(desk);
-    desk.mainQueue.quit();
-    main.join();
   });
 }
 
@@ -60,7 +60,7 @@ TEST(RuntimeLifetime, endsAfterThreeHundredSecondsWithoutARequest) {
 TEST(RuntimeLifetime, endsNinetySecondsAfterItsLastClientWasSeen) {
   onDesk([](LifetimeDesk& desk) {
     desk.lifetime.recordClientActivity(10, "a");
-    desk.process.probeOutcomes[10] = ESRCH;
+    desk.process.end(10);
     desk.scheduler.sleep(seconds(1000));
     EXPECT_THAT(desk.terminations, ElementsAre(90));
     EXPECT_EQ(desk.log.only("runtime_shutdown_requested").fields, (Fields{{"reason", "no_active_clients"}}));
@@ -127,7 +127,7 @@ TEST(RuntimeLifetime, clientsThatAreGoneAreLoggedWithoutASender) {
   onDesk([](LifetimeDesk& desk) {
     desk.lifetime.recordClientActivity(10, "a");
     desk.lifetime.recordClientActivity(20, "b");
-    desk.process.probeOutcomes[20] = ESRCH;
+    desk.process.end(20);
     desk.scheduler.sleep(seconds(90));
     desk.scheduler.settle();
     EXPECT_EQ(desk.log.records("active_clients_changed").back().fields, (Fields{{"activeClientCount", "1"}}));
@@ -142,7 +142,7 @@ TEST(RuntimeLifetime, theEndIsNotLoggedInTheNameOfTheLastRequest) {
       desk.lifetime.recordClientActivity(10, "a");
       desk.lifetime.scheduleIdleTimeout();
     }
-    desk.process.probeOutcomes[10] = ESRCH;
+    desk.process.end(10);
     desk.scheduler.sleep(seconds(100));
     EXPECT_EQ(desk.log.only("runtime_shutdown_requested").requestID, "");
   });

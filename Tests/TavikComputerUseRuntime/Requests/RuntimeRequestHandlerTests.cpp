@@ -5,6 +5,10 @@
 
 #include <stdexcept>
 
+#include "Backends/Simulated/System/SimulatedCodeIdentity.h"
+#include "Backends/Simulated/System/SimulatedPreferences.h"
+#include "Backends/Simulated/System/SimulatedProcess.h"
+#include "Backends/Simulated/System/SimulatedRequestTransport.h"
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "Base/JSON/DecodingError.h"
 #include "Base/JSON/Record.h"
@@ -14,9 +18,7 @@
 #include "ComputerUseContracts/ToolRequests.h"
 #include "ComputerUsePlatform/IPC/ComputerUseIPCError.h"
 #include "Tests/Support/LogCapture.h"
-#include "Tests/Support/ScriptedIdentity.h"
-#include "Tests/Support/ScriptedProcess.h"
-#include "Tests/Support/ScriptedTransport.h"
+#include "Tests/Support/ServedMainQueue.h"
 
 namespace tavik {
 namespace {
@@ -27,17 +29,15 @@ using Fields = std::map<std::string, std::string>;
 
 /// A request handler whose tools are what the test says, with a client that lives: 10.
 struct HandlerDesk {
-  explicit HandlerDesk(SimulatedScheduler& scheduler) : scheduler(scheduler) {
-    process.probeOutcomes = {{10, 0}};
-  }
+  explicit HandlerDesk(SimulatedScheduler& scheduler) : scheduler(scheduler) { process.state(10, {}); }
 
   SimulatedScheduler& scheduler;
   LogCapture log;
   MainQueue mainQueue{scheduler};
-  ScriptedTransport transport{scheduler};
-  ScriptedCodeIdentity codeIdentity;
-  ScriptedProperties properties;
-  ScriptedProcess process;
+  SimulatedRequestTransport transport{scheduler, mainQueue};
+  SimulatedCodeIdentity codeIdentity;
+  SimulatedPreferences properties;
+  SimulatedProcess process;
   BundleIdentifiers identifiers{properties};
   int terminations = 0;
   std::function<std::optional<ToolResult>(const std::string&, const Bytes&)> tools =
@@ -53,6 +53,7 @@ struct HandlerDesk {
        .runtimePID = 100,
        .bundleIdentifier = "com.tavik.computeruse",
        .bundlePath = "/opt/tavik"}};
+  ServedMainQueue main{scheduler, mainQueue};
 
   std::string send(std::string_view requestType, std::string_view json = "{}", std::int32_t senderPID = 10) {
     return std::string(textOf(handler.handle(std::string(requestType), bytesOf(json), senderPID)));
@@ -71,10 +72,7 @@ void onDesk(const std::function<void(HandlerDesk&)>& body) {
   SimulatedScheduler scheduler;
   scheduler.run([&] {
     HandlerDesk desk(scheduler);
-    const Task main = scheduler.start("main", [&] { desk.mainQueue.run(); });
     body(desk);
-    desk.mainQueue.quit();
-    main.join();
   });
 }
 
@@ -219,7 +217,7 @@ TEST(RuntimeRequestHandler, aHealthRequestThatRefreshesNothingLeavesClientsAndHe
 
     // A client that is tracked, and then asks without refreshing, ends as if it had not.
     desk.health();
-    desk.process.probeOutcomes[10] = ESRCH;
+    desk.process.end(10);
     desk.scheduler.sleep(seconds(80));
     desk.health(R"({"refreshClientActivity":false})");
     desk.scheduler.sleep(seconds(10));

@@ -18,7 +18,7 @@ class SimulatedCodeIdentity : public CodeIdentityPort {
     std::int32_t guestStatus = 0;
     std::int32_t staticCodeStatus = 0;
     std::int32_t informationStatus = 0;
-    SigningInformation information;
+    SigningInformation information{};
   };
 
   void state(std::int32_t pid, Process process) { processes_[std::to_string(pid)] = std::move(process); }

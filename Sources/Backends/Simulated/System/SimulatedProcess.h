@@ -17,8 +17,8 @@ class SimulatedProcess : public ProcessPort {
   struct Record {
     /// What probing it gives: 0, EPERM, ESRCH.
     int probe = 0;
-    std::optional<std::string> executablePath;
-    std::optional<std::int32_t> responsiblePID;
+    std::optional<std::string> executablePath{};
+    std::optional<std::int32_t> responsiblePID{};
     std::int32_t automationStatus = 0;
   };
 
