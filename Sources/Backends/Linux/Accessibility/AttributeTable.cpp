@@ -168,12 +168,9 @@ struct AttributeTable {
     return node.facts.is(State::checked) || node.facts.is(State::pressed) ? 1 : 0;
   }
 
-  /// Qt gives the tab in front the focus, whoever has it.
+  /// What Qt says of a tab as its focus is that it is in front.
   static bool isCurrentTab(const NodeView& node) {
     return node.facts.is(node.toolkit == Toolkit::qt ? State::focused : State::selected);
-  }
-  static bool claimsFocus(const NodeView& node) {
-    return node.facts.role == Role::pageTab && node.toolkit == Toolkit::qt;
   }
 
   /// From 0 at one end to 1 at the other.
@@ -232,8 +229,7 @@ struct AttributeTable {
     if (element.kind == Kind::menu) return of(reader.view(element.object).facts.is(State::focused));
     if (!isObject(element)) return none();
     NodeView node = reader.view(element.object);
-    if (claimsFocus(node)) return of(false);
-    return of(node.facts.is(node.isTopLevel ? State::active : State::focused));
+    return of(node.isTopLevel ? node.facts.is(State::active) : hasFocus(node));
   }
 
   static Value selected(Reader reader, Element element) {

@@ -321,7 +321,7 @@ std::optional<LinuxElement> ElementReader::focusedElement(
     const std::optional<AccessibleReference>& lastKnown) {
   auto isFocused = [&](const AccessibleReference& reference) {
     const AccessibleFacts& facts = tree_.read(reference, baseFacets | parentFacet | extentsFacet);
-    return facts.failure == AXError::success && facts.is(State::focused) && isShowing(view(reference)) &&
+    return facts.failure == AXError::success && hasFocus(view(reference)) && isShowing(view(reference)) &&
            !facts.extents.isEmpty();
   };
   if (!tree_.isPrefetched()) {
@@ -331,15 +331,13 @@ std::optional<LinuxElement> ElementReader::focusedElement(
     tree_.prefetch(roots);
   }
   // Containers may claim the focus along with what they contain: the deepest has it.
-  // A tab claims it for its page.
   std::optional<AccessibleReference> deepest;
   int greatestDepth = -1;
   for (const AccessibleReference& candidate : tree_.objectsWith(State::focused)) {
     if (!isFocused(candidate)) continue;
     int depth = 0;
     AccessibleReference current = candidate;
-    bool isTab = tree_.read(candidate, roleFacet).role == Role::pageTab;
-    while (!isTab && depth < longestAncestry && !current.isNull() && !tree_.isRoot(current)) {
+    while (depth < longestAncestry && !current.isNull() && !tree_.isRoot(current)) {
       current = tree_.read(current, parentFacet).parent;
       ++depth;
     }

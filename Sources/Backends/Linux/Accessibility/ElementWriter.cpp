@@ -162,11 +162,28 @@ AXErrorCode ElementWriter::selectIn(const AccessibleReference& container, const 
                                     bool selected) {
   const AccessibleFacts& facts = reader_.tree().read(container, baseFacets | childrenFacet);
   auto position = std::find(facts.children.begin(), facts.children.end(), child);
-  if (!facts.has(selectionInterface) || position == facts.children.end())
-    return AXError::attributeUnsupported;
+  if (position == facts.children.end()) return AXError::attributeUnsupported;
   auto index = static_cast<std::int32_t>(position - facts.children.begin());
-  BusMessage message = call(container, accessibility::selection, selected ? "SelectChild" : "DeselectChild");
-  BusWriter(message).int32(index);
+  AXErrorCode code = AXError::attributeUnsupported;
+  if (facts.has(selectionInterface)) {
+    BusMessage message =
+        call(container, accessibility::selection, selected ? "SelectChild" : "DeselectChild");
+    BusWriter(message).int32(index);
+    code = demand(message);
+  }
+  return code != AXError::success && facts.has(tableInterface) ? selectRow(container, index, selected) : code;
+}
+
+AXErrorCode ElementWriter::selectRow(const AccessibleReference& table, std::int32_t childIndex,
+                                     bool selected) {
+  BusMessage question = call(table, accessibility::table, "GetRowAtIndex");
+  BusWriter(question).int32(childIndex);
+  BusReply reply = bus_.call(question, timeout_);
+  if (AXErrorCode code = codeOf(reply); code != AXError::success) return code;
+  auto row = static_cast<std::int32_t>(reply.read().integer());
+  if (row < 0) return AXError::failure;
+  BusMessage message = call(table, accessibility::table, selected ? "AddRowSelection" : "RemoveRowSelection");
+  BusWriter(message).int32(row);
   return demand(message);
 }
 

@@ -26,6 +26,7 @@ class ElementWriter {
   AXErrorCode setSelectedText(const AccessibleReference& object, const AXValue& value);
   AXErrorCode step(const AccessibleReference& object, int direction);
   AXErrorCode doOwnAction(const AccessibleReference& object, int number);
+  AXErrorCode selectRow(const AccessibleReference& table, std::int32_t childIndex, bool selected);
   AXErrorCode selectIn(const AccessibleReference& container, const AccessibleReference& child, bool selected);
 
   /// Sends a call whose answer is a truth value; false counts as `whenFalse`.

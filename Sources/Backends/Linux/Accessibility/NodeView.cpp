@@ -78,6 +78,11 @@ bool isShell(const NodeView& node) {
          node.facts.knows(actionsFacet) && node.facts.actions.empty();
 }
 
+bool hasFocus(const NodeView& node) {
+  bool isTabOfQt = node.toolkit == Toolkit::qt && node.facts.role == Role::pageTab;
+  return node.facts.is(State::focused) && !isTabOfQt;
+}
+
 bool judgedByExtents(Toolkit toolkit) {
   return toolkit == Toolkit::gtk4 || toolkit == Toolkit::qt || toolkit == Toolkit::chromium;
 }

@@ -28,6 +28,9 @@ bool mayShow(const NodeView& node);
 /// Whether the object and what is below it are on screen.
 bool isShowing(const NodeView& node);
 
+/// Whether the object takes the keys, when its window does.
+bool hasFocus(const NodeView& node);
+
 /// Whether `isShowing` looks at the extents of this toolkit's objects.
 bool judgedByExtents(Toolkit toolkit);
 
