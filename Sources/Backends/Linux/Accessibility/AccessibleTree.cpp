@@ -90,7 +90,9 @@ void AccessibleTree::readAll(const std::vector<AccessibleReference>& objects, Fa
     for (const AccessibleReference& object : missing) facts_[object].failure = AXError::cannotComplete;
     return;
   }
-  FactFetcher fetcher(bus_, facts_, timeout_, std::max<std::chrono::milliseconds>(timeout_, prefetchBudget));
+  FactFetcher fetcher(
+      bus_, facts_, [this](const auto& object) { return toolkit(object); }, timeout_,
+      std::max<std::chrono::milliseconds>(timeout_, prefetchBudget));
   for (const AccessibleReference& object : missing) {
     facts_[object].failure = AXError::success;
     fetcher.want(object, facets);
@@ -140,7 +142,8 @@ void AccessibleTree::prefetch(const std::vector<AccessibleReference>& roots) {
       return;
     }
   }
-  FactFetcher fetcher(bus_, facts_, timeout_, prefetchBudget);
+  FactFetcher fetcher(
+      bus_, facts_, [this](const auto& object) { return toolkit(object); }, timeout_, prefetchBudget);
   Walk walk{.fetcher = fetcher, .roots = {roots.begin(), roots.end()}, .expanded = {}, .met = {}};
   for (const AccessibleReference& root : roots) {
     walk.met.insert(root);

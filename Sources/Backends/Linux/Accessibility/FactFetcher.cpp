@@ -15,9 +15,9 @@ constexpr Facets vitalFacets = statesFacet | roleFacet;
 
 }  // namespace
 
-FactFetcher::FactFetcher(BusConnection& bus, FactsMap& facts, std::chrono::milliseconds patience,
-                         std::chrono::milliseconds budget)
-    : facts_(facts), patience_(patience), budget_(budget), flight_(bus) {}
+FactFetcher::FactFetcher(BusConnection& bus, FactsMap& facts, ToolkitOf toolkitOf,
+                         std::chrono::milliseconds patience, std::chrono::milliseconds budget)
+    : facts_(facts), toolkitOf_(std::move(toolkitOf)), patience_(patience), budget_(budget), flight_(bus) {}
 
 void FactFetcher::want(const AccessibleReference& object, Facets facets) {
   auto [entry, isNew] = orderOf_.try_emplace(object, orders_.size());
@@ -37,6 +37,7 @@ void FactFetcher::want(const AccessibleReference& object, Facets facets) {
 void FactFetcher::ask(std::size_t index, Facets facets) {
   Order& order = orders_[index];
   auto questions = factQuestions();
+  Toolkit toolkit = toolkitOf_(order.object);
   for (std::size_t i = 0; i < questions.size(); ++i) {
     const FactQuestion& question = questions[i];
     if (!(question.facet & facets)) continue;
@@ -46,7 +47,7 @@ void FactFetcher::ask(std::size_t index, Facets facets) {
     }
     order.asked |= question.facet;
     ++order.outstanding;
-    flight_.send(question.ask(order.object), index * questionsPerOrder + i);
+    flight_.send(question.ask(order.object, toolkit), index * questionsPerOrder + i);
   }
 }
 

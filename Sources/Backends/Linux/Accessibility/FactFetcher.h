@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Backends/Linux/Accessibility/AccessibleFacts.h"
+#include "Backends/Linux/Accessibility/Toolkit.h"
 #include "Backends/Linux/Bus/BusFlight.h"
 
 namespace tavik {
@@ -19,8 +20,10 @@ class FactFetcher {
   /// object or of others.
   using OnKnown = std::function<void(const AccessibleReference& object, AccessibleFacts& facts)>;
 
+  using ToolkitOf = std::function<Toolkit(const AccessibleReference& object)>;
+
   /// `patience` is how long no answer at all may come; `budget` bounds the whole.
-  FactFetcher(BusConnection& bus, FactsMap& facts, std::chrono::milliseconds patience,
+  FactFetcher(BusConnection& bus, FactsMap& facts, ToolkitOf toolkitOf, std::chrono::milliseconds patience,
               std::chrono::milliseconds budget);
 
   /// Asks what is not known yet. An object that knows it all is reported by `run`.
@@ -52,6 +55,7 @@ class FactFetcher {
   void settle(std::size_t order, const OnKnown& onKnown);
 
   FactsMap& facts_;
+  const ToolkitOf toolkitOf_;
   const std::chrono::milliseconds patience_;
   const std::chrono::milliseconds budget_;
   BusFlight flight_;

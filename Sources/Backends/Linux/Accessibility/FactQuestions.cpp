@@ -49,7 +49,7 @@ constexpr InterfaceName interfaceNames[] = {
     {"org.a11y.atspi.Hyperlink", hyperlinkInterface},
 };
 
-BusMessage askExtents(Object object) {
+BusMessage askExtents(Object object, Toolkit) {
   BusMessage message = call(object, component, "GetExtents");
   BusWriter(message).uint32(screenCoordinates);
   return message;
@@ -93,7 +93,7 @@ void takeActions(BusReader answer, Facts facts) {
   }
 }
 
-BusMessage askFirstAction(Object object) {
+BusMessage askFirstAction(Object object, Toolkit) {
   return actionName(object, 0);
 }
 
@@ -101,10 +101,11 @@ void takeFirstAction(BusReader answer, Facts facts) {
   if (facts.actions.empty()) facts.actions.push_back({.name = answer.string()});
 }
 
-BusMessage askText(Object object) {
+BusMessage askText(Object object, Toolkit toolkit) {
+  // GTK 4 does not read -1 as the end; Qt complains of a place beyond it.
+  std::int32_t end = toolkit == Toolkit::gtk4 ? std::numeric_limits<std::int32_t>::max() : -1;
   BusMessage message = call(object, accessibility::text, "GetText");
-  // Not every toolkit reads -1 as the end.
-  BusWriter(message).int32(0).int32(std::numeric_limits<std::int32_t>::max());
+  BusWriter(message).int32(0).int32(end);
   return message;
 }
 
@@ -128,7 +129,7 @@ void takeLabel(BusReader answer, Facts facts) {
   }
 }
 
-BusMessage askLink(Object object) {
+BusMessage askLink(Object object, Toolkit) {
   BusMessage message = call(object, hyperlink, "GetURI");
   BusWriter(message).int32(0);
   return message;
@@ -144,7 +145,7 @@ void takeDocument(BusReader answer, Facts facts) {
   }
 }
 
-BusMessage askSelection(Object object) {
+BusMessage askSelection(Object object, Toolkit) {
   BusMessage message = call(object, accessibility::text, "GetSelection");
   BusWriter(message).int32(0);
   return message;
@@ -159,48 +160,52 @@ void takeSelection(BusReader answer, Facts facts) {
 }
 
 constexpr FactQuestion questions[] = {
-    {statesFacet, 0, [](Object o) { return call(o, accessible, "GetState"); },
+    {statesFacet, 0, [](Object o, Toolkit) { return call(o, accessible, "GetState"); },
      [](BusReader r, Facts f) { f.states = readStates(r); }},
-    {roleFacet, 0, [](Object o) { return call(o, accessible, "GetRole"); },
+    {roleFacet, 0, [](Object o, Toolkit) { return call(o, accessible, "GetRole"); },
      [](BusReader r, Facts f) { f.role = static_cast<AccessibleRole>(r.integer()); }},
-    {interfacesFacet, 0, [](Object o) { return call(o, accessible, "GetInterfaces"); }, takeInterfaces},
-    {nameFacet, 0, [](Object o) { return property(o, accessible, "Name"); },
+    {interfacesFacet, 0, [](Object o, Toolkit) { return call(o, accessible, "GetInterfaces"); },
+     takeInterfaces},
+    {nameFacet, 0, [](Object o, Toolkit) { return property(o, accessible, "Name"); },
      [](BusReader r, Facts f) { f.name = r.inside().string(); }},
-    {descriptionFacet, 0, [](Object o) { return property(o, accessible, "Description"); },
+    {descriptionFacet, 0, [](Object o, Toolkit) { return property(o, accessible, "Description"); },
      [](BusReader r, Facts f) { f.description = r.inside().string(); }},
-    {parentFacet, 0, [](Object o) { return property(o, accessible, "Parent"); },
+    {parentFacet, 0, [](Object o, Toolkit) { return property(o, accessible, "Parent"); },
      [](BusReader r, Facts f) {
        BusReader value = r.inside();
        f.parent = readReference(value);
      }},
-    {childrenFacet, 0, [](Object o) { return call(o, accessible, "GetChildren"); }, takeChildren},
+    {childrenFacet, 0, [](Object o, Toolkit) { return call(o, accessible, "GetChildren"); }, takeChildren},
     {extentsFacet, componentInterface, askExtents, takeExtents},
-    {actionsFacet, actionInterface, [](Object o) { return call(o, action, "GetActions"); }, takeActions},
+    {actionsFacet, actionInterface, [](Object o, Toolkit) { return call(o, action, "GetActions"); },
+     takeActions},
     {firstActionFacet, actionInterface, askFirstAction, takeFirstAction},
     {textFacet, textInterface, askText, [](BusReader r, Facts f) { f.text = r.string(); }},
-    {valueFacet, valueInterface, [](Object o) { return property(o, accessibility::value, "CurrentValue"); },
+    {valueFacet, valueInterface,
+     [](Object o, Toolkit) { return property(o, accessibility::value, "CurrentValue"); },
      [](BusReader r, Facts f) { f.value = r.inside().number(); }},
     {valueLimitsFacet, valueInterface,
-     [](Object o) { return property(o, accessibility::value, "MinimumValue"); },
+     [](Object o, Toolkit) { return property(o, accessibility::value, "MinimumValue"); },
      [](BusReader r, Facts f) { f.minimum = r.inside().number(); }},
     {valueLimitsFacet, valueInterface,
-     [](Object o) { return property(o, accessibility::value, "MaximumValue"); },
+     [](Object o, Toolkit) { return property(o, accessibility::value, "MaximumValue"); },
      [](BusReader r, Facts f) { f.maximum = r.inside().number(); }},
     {valueLimitsFacet, valueInterface,
-     [](Object o) { return property(o, accessibility::value, "MinimumIncrement"); },
+     [](Object o, Toolkit) { return property(o, accessibility::value, "MinimumIncrement"); },
      [](BusReader r, Facts f) { f.increment = r.inside().number(); }},
-    {attributesFacet, 0, [](Object o) { return call(o, accessible, "GetAttributes"); }, takeAttributes},
-    {identifierFacet, 0, [](Object o) { return property(o, accessible, "AccessibleId"); },
+    {attributesFacet, 0, [](Object o, Toolkit) { return call(o, accessible, "GetAttributes"); },
+     takeAttributes},
+    {identifierFacet, 0, [](Object o, Toolkit) { return property(o, accessible, "AccessibleId"); },
      [](BusReader r, Facts f) { f.identifier = r.inside().string(); }},
-    {labelFacet, 0, [](Object o) { return call(o, accessible, "GetRelationSet"); }, takeLabel},
+    {labelFacet, 0, [](Object o, Toolkit) { return call(o, accessible, "GetRelationSet"); }, takeLabel},
     {linkFacet, hyperlinkInterface, askLink, [](BusReader r, Facts f) { f.link = r.string(); }},
-    {documentFacet, documentInterface, [](Object o) { return call(o, document, "GetAttributes"); },
+    {documentFacet, documentInterface, [](Object o, Toolkit) { return call(o, document, "GetAttributes"); },
      takeDocument},
-    {columnsFacet, tableInterface, [](Object o) { return property(o, table, "NColumns"); },
+    {columnsFacet, tableInterface, [](Object o, Toolkit) { return property(o, table, "NColumns"); },
      [](BusReader r, Facts f) { f.columnCount = static_cast<int>(r.inside().integer()); }},
     {textSelectionFacet, textInterface, askSelection, takeSelection},
     {textSelectionFacet, textInterface,
-     [](Object o) { return property(o, accessibility::text, "CaretOffset"); },
+     [](Object o, Toolkit) { return property(o, accessibility::text, "CaretOffset"); },
      [](BusReader r, Facts f) { f.caret = r.inside().integer(); }},
 };
 

@@ -3,6 +3,7 @@
 #include <span>
 
 #include "Backends/Linux/Accessibility/AccessibleFacts.h"
+#include "Backends/Linux/Accessibility/Toolkit.h"
 #include "Backends/Linux/Bus/BusMessage.h"
 
 namespace tavik {
@@ -12,7 +13,7 @@ struct FactQuestion {
   Facet facet;
   /// The interface that the object must have, or none.
   std::uint32_t interface;
-  BusMessage (*ask)(const AccessibleReference& object);
+  BusMessage (*ask)(const AccessibleReference& object, Toolkit toolkit);
   void (*take)(BusReader answer, AccessibleFacts& facts);
 };
 

@@ -79,8 +79,9 @@ bool isShell(const NodeView& node) {
 }
 
 bool hasFocus(const NodeView& node) {
-  bool isTabOfQt = node.toolkit == Toolkit::qt && node.facts.role == Role::pageTab;
-  return node.facts.is(State::focused) && !isTabOfQt;
+  // Qt says it of the tab in front too, and of the inside of what has the focus.
+  bool isHollow = node.toolkit == Toolkit::qt && isOneOf(node.facts.role, {Role::pageTab, Role::filler});
+  return node.facts.is(State::focused) && !isHollow;
 }
 
 bool judgedByExtents(Toolkit toolkit) {
