@@ -234,5 +234,46 @@ TEST_F(LinuxWindows, ManyPicturesFromManyThreadsAreAllRight) {
   EXPECT_EQ(wrong, 0);
 }
 
+struct Program {
+  const char* name;
+  std::vector<std::string> command;
+};
+
+class CoveredApplication : public LinuxWindows, public testing::WithParamInterface<Program> {};
+
+TEST_P(CoveredApplication, ShowsItselfInTheFirstPicture) {
+  ChildProcess application(GetParam().command);
+  std::optional<WindowRecord> window;
+  ASSERT_TRUE(eventually([&] {
+    for (const WindowRecord& candidate : list(WindowListOption::onScreenOnly)) {
+      bool isBig = candidate.bounds->size.width > 100 && candidate.bounds->size.height > 100;
+      if (candidate.ownerPID == application.pid() && candidate.layer == 0 && isBig) window = candidate;
+    }
+    return window.has_value();
+  }));
+  // It has drawn its first picture before it is covered.
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  constexpr std::uint32_t unusual = 0x13F7A9;
+  PaintedWindow cover(
+      {.x = 0, .y = 0, .width = 1920, .height = 1200, .color = unusual, .title = "cover", .isPopup = true});
+  cover.raise();
+
+  auto image = server.createWindowImage(*window->windowID);
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->width, record(*window->windowID)->bounds->size.width);
+  int covered = image->width * image->height - otherPixels(*image, unusual);
+  EXPECT_EQ(covered, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfEveryToolkit, CoveredApplication,
+    testing::Values(Program{"GTK3", {"mousepad"}}, Program{"GTK4", {"gtk4-widget-factory"}},
+                    Program{"Qt5", {"kcalc"}}, Program{"Qt6", {"/usr/lib/qt6/bin/designer"}},
+                    Program{"Chromium",
+                            {"chromium", "--no-sandbox", "--disable-gpu", "--no-first-run", "--disable-sync",
+                             "--disable-background-networking", "--no-default-browser-check",
+                             "--password-store=basic", "data:text/html,<h1>Covered</h1>"}}),
+    [](const auto& test) { return std::string(test.param.name); });
+
 }  // namespace
 }  // namespace tavik::test
