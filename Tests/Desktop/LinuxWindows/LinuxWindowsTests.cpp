@@ -234,6 +234,20 @@ TEST_F(LinuxWindows, ManyPicturesFromManyThreadsAreAllRight) {
   EXPECT_EQ(wrong, 0);
 }
 
+int differentPixels(const Image& a, const Image& b) {
+  int count = 0;
+  for (int y = 0; y < a.height; ++y) {
+    for (int x = 0; x < a.width; ++x) count += pixel(a, x, y) != pixel(b, x, y);
+  }
+  return count;
+}
+
+/// Whose connection ends, and with it what it did to the window.
+Image pictureOfAnotherProcess(std::uint32_t window) {
+  X11Desktop desktop;
+  return X11WindowServer(desktop).createWindowImage(window).value();
+}
+
 struct Program {
   const char* name;
   std::vector<std::string> command;
@@ -253,16 +267,16 @@ TEST_P(CoveredApplication, ShowsItselfInTheFirstPicture) {
   }));
   // It has drawn its first picture before it is covered.
   std::this_thread::sleep_for(std::chrono::seconds(1));
-  constexpr std::uint32_t unusual = 0x13F7A9;
-  PaintedWindow cover(
-      {.x = 0, .y = 0, .width = 1920, .height = 1200, .color = unusual, .title = "cover", .isPopup = true});
+  Image uncovered = pictureOfAnotherProcess(*window->windowID);
+  PaintedWindow cover({.x = 0, .y = 0, .width = 1920, .height = 1200, .color = blue, .isPopup = true});
   cover.raise();
 
   auto image = server.createWindowImage(*window->windowID);
   ASSERT_TRUE(image);
-  EXPECT_EQ(image->width, record(*window->windowID)->bounds->size.width);
-  int covered = image->width * image->height - otherPixels(*image, unusual);
-  EXPECT_EQ(covered, 0);
+  ASSERT_EQ(image->width, uncovered.width);
+  ASSERT_EQ(image->height, uncovered.height);
+  // Carets blink and spinners turn.
+  EXPECT_LT(differentPixels(*image, uncovered), image->width * image->height / 50);
 }
 
 INSTANTIATE_TEST_SUITE_P(
