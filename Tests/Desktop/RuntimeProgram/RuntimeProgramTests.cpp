@@ -1,0 +1,234 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <thread>
+
+#include "Backends/Linux/Transport/BusRequestSender.h"
+#include "Base/JSON/Record.h"
+#include "ChildProcess.h"
+#include "ComputerUseContracts/HealthRecords.h"
+#include "ComputerUseContracts/ToolRequests.h"
+
+namespace tavik::test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::seconds;
+
+namespace fs = std::filesystem;
+
+/// A folder with a runtime of its own, whose properties let this test in.
+class TrustingInstallation {
+ public:
+  TrustingInstallation() {
+    std::string pattern = fs::temp_directory_path() / "tavik-runtime.XXXXXX";
+    folder_ = mkdtemp(pattern.data());
+    fs::copy_file(RuntimeLauncher::siblingRuntime(), runtime());
+    std::ofstream(folder_ / "TavikComputerUse.json")
+        << R"({"TavikComputerUseEnforceSenderAuthorization": false})";
+  }
+  ~TrustingInstallation() { fs::remove_all(folder_); }
+  TrustingInstallation(const TrustingInstallation&) = delete;
+  TrustingInstallation& operator=(const TrustingInstallation&) = delete;
+
+  fs::path runtime() const { return folder_ / "TavikComputerUseRuntime"; }
+
+ private:
+  fs::path folder_;
+};
+
+const fs::path& trustingRuntime() {
+  static const TrustingInstallation installation;
+  static const fs::path program = installation.runtime();
+  return program;
+}
+
+/// A runtime that this test started. It is killed with the object unless it ended.
+class RuntimeProcess {
+ public:
+  explicit RuntimeProcess(const fs::path& program = trustingRuntime(),
+                          const std::vector<std::string>& environmentChanges = {}) {
+    std::vector<std::string> command{"env"};
+    command.insert(command.end(), environmentChanges.begin(), environmentChanges.end());
+    command.push_back(program);
+    std::vector<char*> arguments;
+    for (std::string& word : command) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    if (posix_spawnp(&pid_, "env", nullptr, nullptr, arguments.data(), environ) != 0) pid_ = 0;
+  }
+  ~RuntimeProcess() {
+    if (pid_ == 0) return;
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  RuntimeProcess(const RuntimeProcess&) = delete;
+  RuntimeProcess& operator=(const RuntimeProcess&) = delete;
+
+  pid_t pid() const { return pid_; }
+  void signal(int number) const { kill(pid_, number); }
+  /// Waits for its end. Absent when a signal ended it.
+  std::optional<int> exitCode() {
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = 0;
+    return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
+  }
+
+ private:
+  pid_t pid_ = 0;
+};
+
+class RuntimeProgram : public testing::Test {
+ protected:
+  void serve() {
+    ASSERT_TRUE(eventually([&] { return sender.isRuntimeRunning(); }));
+  }
+
+  RequestReply send(std::string_view requestType, std::string_view data) {
+    const auto outcome = sender.send(std::string(requestType), bytesOf(data), "", 60);
+    EXPECT_EQ(outcome.failure, RequestSenderPort::Failure::none) << outcome.detail;
+    return outcome.reply;
+  }
+
+  ComputerUseIPCHealthResponse health() {
+    const RequestReply reply = send(ComputerUseIPCHealthRequest::requestType, "{}");
+    EXPECT_EQ(reply.errorNumber, 0) << reply.errorString;
+    return decodeRecord<ComputerUseIPCHealthResponse>(reply.directObject.value_or(Bytes{}));
+  }
+
+  BusConnection bus{BusConnection::sessionBusAddress()};
+  BusRequestSender sender{bus};
+};
+
+TEST_F(RuntimeProgram, SaysWhoItIsAndEndsOnRequest) {
+  RuntimeProcess runtime;
+  serve();
+  const ComputerUseIPCHealthResponse answer = health();
+  EXPECT_EQ(answer.runtimePID, runtime.pid());
+  EXPECT_EQ(answer.bundleIdentifier, "com.tavik.computeruse");
+  EXPECT_EQ(answer.activeClientCount, 1);
+  runtime.signal(SIGTERM);
+  EXPECT_EQ(runtime.exitCode(), 0);
+  EXPECT_FALSE(sender.isRuntimeRunning());
+}
+
+TEST_F(RuntimeProgram, RefusesAProgramThatItDoesNotKnow) {
+  RuntimeProcess runtime(RuntimeLauncher::siblingRuntime());
+  serve();
+  const RequestReply reply = send(ComputerUseIPCListAppsRequest::requestType, "{}");
+  EXPECT_EQ(reply.errorNumber, -10000);
+  EXPECT_EQ(reply.errorString, "The operation couldn’t be completed. (AuthorizationError error 3.)");
+}
+
+TEST_F(RuntimeProgram, ASecondOneSaysSoAndLeavesTheFirstAlone) {
+  RuntimeProcess first;
+  serve();
+  const std::string generation = health().generationID;
+  RuntimeProcess second;
+  EXPECT_EQ(second.exitCode(), 3);
+  EXPECT_EQ(health().generationID, generation);
+}
+
+TEST_F(RuntimeProgram, WithoutASessionBusItSaysSoAndEnds) {
+  RuntimeProcess runtime(
+      {"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/bus", "XDG_RUNTIME_DIR=/nonexistent"});
+  EXPECT_EQ(runtime.exitCode(), 4);
+}
+
+TEST_F(RuntimeProgram, AnswersNonsenseWithItsErrorAndGoesOn) {
+  RuntimeProcess runtime;
+  serve();
+  const std::string generation = health().generationID;
+  const std::string deep(200'000, '[');
+  const std::string oversized = R"({"app":")" + std::string(20'000'000, 'x') + R"("})";
+  const std::string_view state = ComputerUseIPCAppGetStateRequest::requestType;
+  const std::string_view action = ComputerUseIPCAppPerformActionRequest::requestType;
+  for (const std::string_view data :
+       {std::string_view(), std::string_view("garbage"), std::string_view("\xff\xfe\x00", 3),
+        std::string_view(R"({"app":"Calcu)"), std::string_view(R"({"app":7})"), std::string_view("[]"),
+        std::string_view("{}"), std::string_view("null"), std::string_view(deep)}) {
+    for (const std::string_view type : {state, action}) {
+      const RequestReply reply = send(type, data);
+      EXPECT_EQ(reply.errorNumber, -10000) << type << " " << data.substr(0, 40);
+      EXPECT_NE(reply.errorString, "") << type << " " << data.substr(0, 40);
+    }
+  }
+  EXPECT_EQ(send(action, R"({"app":"x","action":{"click":{"_0":{}},"drag":{"_0":{}}}})").errorString,
+            "Invalid number of keys found, expected one.");
+
+  const RequestReply huge = send(state, oversized);
+  EXPECT_EQ(huge.errorNumber, 0);
+  EXPECT_TRUE(decodeRecord<ComputerUseIPCToolResultResponse>(huge.directObject.value_or(Bytes{})).isError);
+
+  for (const std::string_view type : {"", "nonsense", "ComputerUseIPCAppGetState"}) {
+    const RequestReply reply = send(type, R"({"app":"x"})");
+    EXPECT_EQ(reply.errorNumber, -10000) << type;
+    EXPECT_EQ(reply.errorString, "unknown") << type;
+  }
+  EXPECT_EQ(health().generationID, generation);
+}
+
+class RuntimeProgramWithAHungApplication : public RuntimeProgram {
+ protected:
+  void SetUp() override {
+    serve();
+    ASSERT_TRUE(eventually([&] {
+      const RequestReply reply = send(ComputerUseIPCListAppsRequest::requestType, "{}");
+      return textOf(reply.directObject.value_or(Bytes{})).contains("gtk3-widget-factory");
+    }));
+    kill(application.pid(), SIGSTOP);
+  }
+
+  std::future<RequestReply> sendStateRequest() {
+    return std::async(std::launch::async, [this] {
+      return send(ComputerUseIPCAppGetStateRequest::requestType, R"({"app":"gtk3-widget-factory"})");
+    });
+  }
+
+  ChildProcess application{{"gtk3-widget-factory"}};
+  RuntimeProcess runtime;
+};
+
+TEST_F(RuntimeProgramWithAHungApplication, AHealthRequestPassesARunningOne) {
+  auto state = sendStateRequest();
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  const auto start = Clock::now();
+  health();
+  EXPECT_LT(Clock::now() - start, seconds(1));
+  EXPECT_EQ(state.wait_for(seconds(0)), std::future_status::timeout);
+  // What could be read comes within the time that a request may take.
+  EXPECT_EQ(state.get().errorNumber, 0);
+  EXPECT_LT(Clock::now() - start, seconds(31));
+}
+
+TEST_F(RuntimeProgramWithAHungApplication, TheEleventhRequestIsRefusedAndTheEndAnswersTheOthers) {
+  std::vector<std::future<RequestReply>> states;
+  for (int i = 0; i < 10; ++i) states.push_back(sendStateRequest());
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  const RequestReply eleventh = send(ComputerUseIPCHealthRequest::requestType, "{}");
+  EXPECT_EQ(eleventh.errorNumber, -10016);
+  EXPECT_EQ(eleventh.errorString, "rateLimited");
+
+  const auto start = Clock::now();
+  runtime.signal(SIGTERM);
+  runtime.signal(SIGTERM);
+  for (auto& state : states) {
+    const RequestReply reply = state.get();
+    EXPECT_EQ(reply.errorNumber, -10012);
+    EXPECT_EQ(reply.errorString, "TavikComputerUseRuntime received signal 15");
+  }
+  EXPECT_LT(Clock::now() - start, seconds(1));
+  EXPECT_EQ(runtime.exitCode(), 0);
+  EXPECT_LT(Clock::now() - start, seconds(10));
+}
+
+}  // namespace
+}  // namespace tavik::test
