@@ -138,8 +138,10 @@ TEST_F(RuntimeProgram, ASecondOneSaysSoAndLeavesTheFirstAlone) {
 }
 
 TEST_F(RuntimeProgram, WithoutASessionBusItSaysSoAndEnds) {
-  RuntimeProcess runtime(
-      {"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/bus", "XDG_RUNTIME_DIR=/nonexistent"});
+  const std::vector<std::string> withoutBus{
+      std::string("DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/bus"),
+      std::string("XDG_RUNTIME_DIR=/nonexistent")};
+  RuntimeProcess runtime(trustingRuntime(), withoutBus);
   EXPECT_EQ(runtime.exitCode(), 4);
 }
 
