@@ -1,0 +1,34 @@
+#include "Backends/Simulated/SimulatedDesktop.h"
+
+namespace tavik {
+
+SimulatedDesktop::SimulatedDesktop(Scheduler& scheduler, MainQueue& mainQueue)
+    : mainQueue_(mainQueue),
+      journal_(scheduler),
+      model_(scheduler, mainQueue),
+      accessibility_(model_, journal_),
+      windowServer_(model_, journal_),
+      workspace_(model_),
+      transport_(scheduler, mainQueue),
+      signals_(mainQueue),
+      platform_{accessibility_, windowServer_, imageCoding_, workspace_, transport_,
+                codeIdentity_,  preferences_,  process_,     signals_,   systemLog_} {}
+
+SimulatedApplication SimulatedDesktop::application(const std::string& name, const std::string& bundleIdentifier,
+                                                   std::int32_t pid) {
+  RunningApplication record;
+  record.pid = pid;
+  record.localizedName = name;
+  record.bundleIdentifier = bundleIdentifier;
+  record.bundlePath = "/Applications/" + name + ".app";
+  process_.state(pid, SimulatedProcess::Record{0, *record.bundlePath + "/Contents/MacOS/" + name, std::nullopt, 0});
+  return SimulatedApplication(model_, model_.addApplication(std::move(record)));
+}
+
+Fault SimulatedDesktop::on(AXCall call) {
+  Fault fault(std::move(call));
+  model_.look([&] { model_.addFaultLocked(fault); });
+  return fault;
+}
+
+}  // namespace tavik
