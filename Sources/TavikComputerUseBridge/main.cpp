@@ -7,6 +7,7 @@
 #include <csignal>
 #include <iostream>
 
+#include "Backends/Linux/Platform/LinuxDesktopDiagnosis.h"
 #include "Backends/Linux/Process/ApplicationSupportDirectory.h"
 #include "Backends/Linux/Process/LinuxProcess.h"
 #include "Backends/Linux/Process/SyslogSystemLog.h"
@@ -17,6 +18,7 @@
 #include "TavikComputerUseBridge/Protocol/StandardStreams.h"
 #include "TavikComputerUseBridge/Runtime/RuntimeHeartbeat.h"
 #include "TavikComputerUseBridge/Shell/CallCommand.h"
+#include "TavikComputerUseBridge/Shell/DoctorCommand.h"
 
 namespace tavik {
 namespace {
@@ -75,6 +77,15 @@ int call(const std::string& tool, const std::string& arguments, const std::strin
   return status;
 }
 
+int examine() {
+  std::vector<DesktopFinding> findings;
+  for (DesktopProbe& probe : diagnoseLinuxDesktop()) {
+    findings.push_back({std::move(probe.name), probe.ok, std::move(probe.detail), std::move(probe.remedy)});
+  }
+  Bridge bridge;
+  return DoctorCommand(bridge.runtime, std::cout).run(std::move(findings));
+}
+
 int listTools() {
   const ToolCatalogue catalogue("ctrl");
   for (const ToolDescription& tool : catalogue.tools()) {
@@ -103,10 +114,13 @@ int main(int argumentCount, char** arguments) {
   call->add_option("tool", tool, "Name of the tool, as \"tools\" lists them")->required();
   call->add_option("arguments", toolArguments, "Its arguments as a JSON object");
   call->add_option("--images", imageDirectory, "Folder for the images")->capture_default_str();
+  CLI::App* doctor =
+      program.add_subcommand("doctor", "Tells what works on this desktop, and what to do about the rest");
   CLI::App* tools = program.add_subcommand("tools", "Lists the tools with their descriptions and schemas");
 
   CLI11_PARSE(program, argumentCount, arguments);
   if (*call) return tavik::call(tool, toolArguments, imageDirectory);
+  if (*doctor) return tavik::examine();
   if (*tools) return tavik::listTools();
   return tavik::serve();
 }

@@ -8,17 +8,10 @@
 
 namespace tavik {
 
-/// One thing that the system needs, or would like, of a desktop.
+/// One thing that the system needs of a desktop.
 struct DesktopFinding {
-  enum class Verdict {
-    works,
-    /// Something is missing that can be done without.
-    limited,
-    broken,
-  };
-
   std::string subject;
-  Verdict verdict = Verdict::works;
+  bool works = false;
   /// What was found, in a few words.
   std::string finding;
   /// What a person can do about it; empty when it works.

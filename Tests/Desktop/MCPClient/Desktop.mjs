@@ -36,7 +36,7 @@ export class Application {
     child.on('error', (error) => (application.failure = error));
     application.window = await eventually(`A window of ${program}`, async () => {
       if (application.failure) throw application.failure;
-      const found = await xdotool('search', '--onlyvisible', '--pid', String(child.pid), '--name', '.');
+      const found = await xdotool('search', '--all', '--onlyvisible', '--pid', String(child.pid), '--class', '.');
       return found.split('\n').at(-1);
     });
     return application;
@@ -64,7 +64,8 @@ export class Application {
 }
 
 export async function movePointer(x, y) {
-  await xdotool('mousemove', '--sync', String(x), String(y));
+  await xdotool('mousemove', String(x), String(y));
+  await eventually('The pointer there', async () => (await userSituation()).pointer === `X=${x} Y=${y}`);
 }
 
 /** Types as a person does: into whatever has the keyboard focus. */
@@ -74,9 +75,10 @@ export async function typeAsUser(text) {
 
 /** What must stay as it is for the user. */
 export async function userSituation() {
-  const [x, y, , , focusWindow, activeWindow] = (
-    await xdotool('getmouselocation', '--shell', 'getwindowfocus', 'getactivewindow')
-  ).split('\n');
+  const [location, focusWindow, activeWindow] = await Promise.all([
+    xdotool('getmouselocation', '--shell'), xdotool('getwindowfocus'), xdotool('getactivewindow'),
+  ]);
+  const [x, y] = location.split('\n');
   return { pointer: `${x} ${y}`, focusWindow, activeWindow };
 }
 
