@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -57,7 +58,20 @@ PaintedWindow::~PaintedWindow() {
   xcb_destroy_window(connection_, window_);
   xcb_flush(connection_);
   painter_.join();
+  // The next connection may give its window the same number: the window manager has
+  // to know first that this one has gone.
+  eventually([this] { return !isManaged(); });
   xcb_disconnect(connection_);
+}
+
+bool PaintedWindow::isManaged() {
+  auto list = owned(xcb_get_property_reply(
+      connection_,
+      xcb_get_property(connection_, 0, root_, atom("_NET_CLIENT_LIST"), XCB_ATOM_WINDOW, 0, 1024), nullptr));
+  if (!list) return false;
+  const auto* windows = static_cast<const xcb_window_t*>(xcb_get_property_value(list.get()));
+  int count = xcb_get_property_value_length(list.get()) / static_cast<int>(sizeof *windows);
+  return std::find(windows, windows + count, window_) != windows + count;
 }
 
 void PaintedWindow::minimise() {

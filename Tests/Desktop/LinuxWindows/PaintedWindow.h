@@ -43,6 +43,7 @@ class PaintedWindow {
   xcb_atom_t atom(const std::string& name);
   void setText(const std::string& property, const std::string& text);
   void sendToRoot(const std::string& message, std::uint32_t first, std::uint32_t second);
+  bool isManaged();
   void paintUntilClosed();
 
   const Options options_;
