@@ -73,16 +73,16 @@ std::vector<std::string> listItems(const std::string& value) {
   return items;
 }
 
-std::string_view fileNameOf(std::string_view path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
 bool isAssignment(std::string_view word) {
   std::size_t equals = word.find('=');
   return equals != std::string_view::npos && word.substr(0, equals).find('/') == std::string_view::npos;
 }
 
 }  // namespace
+
+std::string_view fileNameOf(std::string_view path) {
+  return path.substr(path.rfind('/') + 1);
+}
 
 bool isInterpreter(std::string_view program) {
   std::string_view name = fileNameOf(program);

@@ -44,6 +44,9 @@ std::vector<std::string> wordsOfExec(std::string_view exec);
 /// an assignment, nor an interpreter with its options. Empty when there is none.
 std::string programOf(const std::vector<std::string>& words);
 
+/// The last part of a program's path.
+std::string_view fileNameOf(std::string_view path);
+
 /// Whether a program's name is that of a shell, of Python or of their like, which
 /// says nothing about the application that runs in it.
 bool isInterpreter(std::string_view program);

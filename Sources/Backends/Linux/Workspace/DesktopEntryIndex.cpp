@@ -30,10 +30,6 @@ bool equalIgnoringCase(const std::string& a, const std::string& b) {
   return lowercased(a) == lowercased(b);
 }
 
-std::string fileNameOf(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
 /// "org.xfce.mousepad" names a program "mousepad".
 std::string lastComponent(const std::string& id) {
   return id.substr(id.rfind('.') + 1);
@@ -131,19 +127,6 @@ std::shared_ptr<const std::vector<DesktopEntry>> DesktopEntryIndex::entries() {
     folderTimes_ = std::move(times);
   }
   return entries_;
-}
-
-std::optional<DesktopEntry> DesktopEntryIndex::entry(const std::string& id) {
-  auto all = entries();
-  auto found =
-      std::find_if(all->begin(), all->end(), [&](const DesktopEntry& entry) { return entry.id == id; });
-  return found == all->end() ? std::nullopt : std::optional(*found);
-}
-
-std::optional<DesktopEntry> DesktopEntryIndex::match(const ProgramTraits& traits) {
-  auto all = entries();
-  const DesktopEntry* found = matchDesktopEntry(*all, traits);
-  return found == nullptr ? std::nullopt : std::optional(*found);
 }
 
 /// A folder's time changes when an entry comes or goes; package managers replace

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,8 +40,6 @@ class DesktopEntryIndex {
 
   /// The entries now, without hidden ones. Shared and unchanging.
   std::shared_ptr<const std::vector<DesktopEntry>> entries();
-  std::optional<DesktopEntry> entry(const std::string& id);
-  std::optional<DesktopEntry> match(const ProgramTraits& traits);
 
  private:
   using FolderTimes = std::vector<std::pair<std::filesystem::path, std::filesystem::file_time_type>>;

@@ -9,10 +9,6 @@ namespace tavik {
 
 namespace {
 
-std::string fileNameOf(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
 bool isApplicationWindow(const X11Window& window) {
   bool isPlain = window.type == X11WindowType::normal || window.type == X11WindowType::dialog;
   return isPlain && !window.isPopup && !window.skipsTaskbar;
@@ -47,54 +43,68 @@ ProgramTraits traitsOf(std::int32_t pid, const X11Window* window) {
 /// The name of the program itself; for a script the name of the script.
 std::string programNameOf(const ProgramTraits& traits) {
   if (isInterpreter(traits.executablePath) || traits.executablePath.empty()) {
-    if (std::string program = programOf(traits.commandLine); !program.empty()) return fileNameOf(program);
+    if (std::string program = programOf(traits.commandLine); !program.empty()) {
+      return std::string(fileNameOf(program));
+    }
   }
-  return fileNameOf(traits.executablePath);
+  return std::string(fileNameOf(traits.executablePath));
 }
 
 }  // namespace
 
-std::vector<RunningApplication> LinuxWorkspace::runningApplications() {
-  std::vector<X11Window> windows = desktop_.windows().value_or(std::vector<X11Window>{});
+/// What all answers are made of, as it was at one moment.
+struct LinuxWorkspace::Survey {
+  std::vector<X11Window> windows;
+  /// Of processes with windows first, from front to back.
   std::vector<std::int32_t> pids;
-  auto add = [&](std::int32_t pid) {
-    if (pid > 0 && std::find(pids.begin(), pids.end(), pid) == pids.end()) pids.push_back(pid);
-  };
-  for (const X11Window& window : windows) add(window.pid);
-  for (std::int32_t pid : accessibleProcesses_()) add(pid);
+  std::shared_ptr<const std::vector<DesktopEntry>> entries;
+};
 
+std::vector<RunningApplication> LinuxWorkspace::runningApplications() {
+  const Survey survey = look();
   std::vector<RunningApplication> applications;
-  for (std::int32_t pid : pids) {
-    std::vector<const X11Window*> own;
-    for (const X11Window& window : windows) {
-      if (window.pid == pid) own.push_back(&window);
-    }
-    applications.push_back(describe(pid, own));
-  }
+  for (std::int32_t pid : survey.pids) applications.push_back(describe(pid, survey));
   return applications;
 }
 
 std::optional<RunningApplication> LinuxWorkspace::runningApplication(std::int32_t pid) {
-  std::vector<RunningApplication> applications = runningApplications();
-  auto found = std::find_if(applications.begin(), applications.end(),
-                            [&](const RunningApplication& application) { return application.pid == pid; });
-  return found == applications.end() ? std::nullopt : std::optional(std::move(*found));
+  const Survey survey = look();
+  if (std::find(survey.pids.begin(), survey.pids.end(), pid) == survey.pids.end()) return std::nullopt;
+  return describe(pid, survey);
 }
 
 std::optional<RunningApplication> LinuxWorkspace::frontmostApplication() {
   std::optional<xcb_window_t> active = desktop_.activeWindow();
   if (!active || *active == XCB_NONE) return std::nullopt;
-  for (const X11Window& window : desktop_.windows().value_or(std::vector<X11Window>{})) {
-    if (window.id == *active && window.pid > 0) return runningApplication(window.pid);
+  const Survey survey = look();
+  for (const X11Window& window : survey.windows) {
+    if (window.id == *active && window.pid > 0) return describe(window.pid, survey);
   }
   return std::nullopt;
 }
 
-RunningApplication LinuxWorkspace::describe(std::int32_t pid, const std::vector<const X11Window*>& windows) {
+LinuxWorkspace::Survey LinuxWorkspace::look() {
+  Survey survey;
+  survey.windows = desktop_.windows().value_or(std::vector<X11Window>{});
+  survey.entries = entries_.entries();
+  auto add = [&](std::int32_t pid) {
+    if (pid < 1 || std::find(survey.pids.begin(), survey.pids.end(), pid) != survey.pids.end()) return;
+    survey.pids.push_back(pid);
+  };
+  for (const X11Window& window : survey.windows) add(window.pid);
+  for (std::int32_t pid : accessibleProcesses_()) add(pid);
+  return survey;
+}
+
+RunningApplication LinuxWorkspace::describe(std::int32_t pid, const Survey& survey) {
+  std::vector<const X11Window*> windows;
+  for (const X11Window& window : survey.windows) {
+    if (window.pid == pid) windows.push_back(&window);
+  }
   const X11Window* window = tellingWindow(windows);
   const ProgramTraits traits = traitsOf(pid, window);
   const std::string program = programNameOf(traits);
-  const std::optional<DesktopEntry> entry = entries_.match(traits);
+  const DesktopEntry* entry = matchDesktopEntry(*survey.entries, traits);
 
   RunningApplication application;
   application.pid = pid;

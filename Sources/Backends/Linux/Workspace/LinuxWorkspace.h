@@ -25,7 +25,10 @@ class LinuxWorkspace : public WorkspacePort {
   std::optional<RunningApplication> frontmostApplication() override;
 
  private:
-  RunningApplication describe(std::int32_t pid, const std::vector<const X11Window*>& windows);
+  struct Survey;
+
+  Survey look();
+  static RunningApplication describe(std::int32_t pid, const Survey& survey);
 
   X11Desktop& desktop_;
   DesktopEntryIndex& entries_;

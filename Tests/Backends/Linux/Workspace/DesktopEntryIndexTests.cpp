@@ -100,10 +100,14 @@ class DesktopEntryFolders : public testing::Test {
                         << more;
   }
 
-  std::string nameOf(const std::string& id) {
-    auto found = index.entry(id);
-    return found ? found->name : "";
+  DesktopEntry entryOf(const std::string& id) {
+    auto entries = index.entries();
+    for (const DesktopEntry& candidate : *entries) {
+      if (candidate.id == id) return candidate;
+    }
+    return {};
   }
+  std::string nameOf(const std::string& id) { return entryOf(id).name; }
 
   test::TemporaryFolder temporary;
   const fs::path mine = temporary.path() / "mine";
@@ -117,7 +121,7 @@ TEST_F(DesktopEntryFolders, EarlierFolderHidesTheSameIdentifierInALaterOne) {
   write(shared / "viewer.desktop", "viewer");
   EXPECT_EQ(nameOf("editor"), "mine");
   EXPECT_EQ(nameOf("viewer"), "viewer");
-  EXPECT_EQ(index.entry("viewer")->path, (shared / "viewer.desktop").string());
+  EXPECT_EQ(entryOf("viewer").path, (shared / "viewer.desktop").string());
 }
 
 TEST_F(DesktopEntryFolders, DeletedEntryHidesTheOneBelow) {
