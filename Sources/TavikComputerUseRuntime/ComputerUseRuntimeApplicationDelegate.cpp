@@ -84,14 +84,14 @@ void ComputerUseRuntimeApplicationDelegate::terminateFromSignal(int signal) {
                                {{"signal", signal}, {"outcome", "terminating"}});
   ipcServer_.failPendingRequestsAndUninstall("TavikComputerUseRuntime received signal " +
                                              std::to_string(signal));
-  lifetime_.cancel();
+  lifetime_.stop();
   terminate_();
 }
 
 void ComputerUseRuntimeApplicationDelegate::applicationWillTerminate() {
   isTerminating_ = true;
   ipcServer_.failPendingRequestsAndUninstall("TavikComputerUseRuntime is terminating");
-  lifetime_.cancel();
+  lifetime_.stop();
   terminationSignalSources_.clear();
   TavikComputerUseLogger::info(LogCategory::lifecycle, "runtime_terminating");
 }

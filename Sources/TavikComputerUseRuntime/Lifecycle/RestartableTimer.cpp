@@ -8,17 +8,19 @@ RestartableTimer::RestartableTimer(WorkQueue& queue, Duration delay, std::functi
     : queue_(queue), delay_(delay), expired_(std::move(expired)) {}
 
 RestartableTimer::~RestartableTimer() {
-  cancel();
+  stop();
 }
 
 void RestartableTimer::restart() {
   MutexLock lock(mutex_);
   running_.cancel();
+  if (stopped_) return;
   running_ = queue_.asyncAfter(delay_, [this] { expired_(); });
 }
 
-void RestartableTimer::cancel() {
+void RestartableTimer::stop() {
   MutexLock lock(mutex_);
+  stopped_ = true;
   running_.cancel();
 }
 

@@ -11,15 +11,15 @@ namespace tavik {
 class RestartableTimer {
  public:
   RestartableTimer(WorkQueue& queue, Duration delay, std::function<void()> expired);
-  /// Like `cancel`; on the queue's own thread nothing runs afterwards.
+  /// Like `stop`; on the queue's own thread nothing runs afterwards.
   ~RestartableTimer();
   RestartableTimer(const RestartableTimer&) = delete;
   RestartableTimer& operator=(const RestartableTimer&) = delete;
 
   /// Begins to count anew.
   void restart();
-  /// Stops counting until the next `restart`.
-  void cancel();
+  /// Counts no more; a later `restart` does nothing.
+  void stop();
 
  private:
   WorkQueue& queue_;
@@ -27,6 +27,7 @@ class RestartableTimer {
   const std::function<void()> expired_;
   Mutex mutex_;
   WorkItem running_;
+  bool stopped_ = false;
 };
 
 }  // namespace tavik

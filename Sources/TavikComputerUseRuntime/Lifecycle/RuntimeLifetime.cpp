@@ -31,9 +31,9 @@ int RuntimeLifetime::activeClientCount() const {
   return clientTracker_.snapshot(scheduler_.wallTime(), heartbeatTimeoutSeconds).activeClientCount;
 }
 
-void RuntimeLifetime::cancel() {
-  idleTimeout_.cancel();
-  clientHeartbeatTimeout_.cancel();
+void RuntimeLifetime::stop() {
+  idleTimeout_.stop();
+  clientHeartbeatTimeout_.stop();
 }
 
 void RuntimeLifetime::idleTimeoutExpired() {

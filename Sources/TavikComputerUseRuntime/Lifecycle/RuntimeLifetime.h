@@ -31,8 +31,8 @@ class RuntimeLifetime {
 
   int activeClientCount() const;
 
-  /// Counts no more.
-  void cancel();
+  /// Counts no more, whatever requests still come.
+  void stop();
 
  private:
   using Snapshot = ComputerUseIPCClientTrackerSnapshot;

@@ -47,12 +47,13 @@ TEST(RestartableTimer, eachRestartCountsAnew) {
   });
 }
 
-TEST(RestartableTimer, runsNoMoreAfterItWasCancelledOrDestroyed) {
+TEST(RestartableTimer, runsNoMoreAfterItWasStoppedOrDestroyed) {
   withQueue([](SimulatedScheduler& scheduler, WorkQueue& queue) {
     int runs = 0;
-    RestartableTimer cancelled(queue, seconds(10), [&] { ++runs; });
-    cancelled.restart();
-    cancelled.cancel();
+    RestartableTimer stopped(queue, seconds(10), [&] { ++runs; });
+    stopped.restart();
+    stopped.stop();
+    stopped.restart();
     {
       RestartableTimer destroyed(queue, seconds(10), [&] { ++runs; });
       destroyed.restart();

@@ -96,11 +96,13 @@ TEST(RuntimeLifetime, withoutAnyClientTheHeartbeatDoesNotCount) {
   });
 }
 
-TEST(RuntimeLifetime, cancelledItNeverEnds) {
+TEST(RuntimeLifetime, stoppedItNeverEnds) {
   onDesk([](LifetimeDesk& desk) {
     desk.lifetime.scheduleIdleTimeout();
     desk.lifetime.recordClientActivity(10, "a");
-    desk.lifetime.cancel();
+    desk.lifetime.stop();
+    desk.lifetime.scheduleIdleTimeout();
+    desk.lifetime.recordClientActivity(20, "b");
     desk.scheduler.sleep(seconds(10000));
     EXPECT_TRUE(desk.terminations.empty());
   });
