@@ -76,7 +76,8 @@ void ComputerUseIPCServerHandler::handleEvent(const IncomingRequest& event, Requ
     reply = errorReply(unknownErrorNumber, "Failed to suspend Apple Event");
     return;
   }
-  Request request{.type = event.requestType.value_or(""),
+  Request request{.suspension = *suspension,
+                  .type = event.requestType.value_or(""),
                   .data = event.requestData.value_or(Bytes{}),
                   .senderPID = event.senderPID,
                   .senderAuthorizationEnforced = identifiers_.senderAuthorizationEnforced(),
@@ -87,18 +88,16 @@ void ComputerUseIPCServerHandler::handleEvent(const IncomingRequest& event, Requ
     pendingSuspensions_.emplace(*suspension, request.type);
   }
   RequestIDScope inTheNameOfTheRequest(event.requestID ? *event.requestID : UUID::make().string());
-  tasks_.start("request", [this, suspension = *suspension, request = std::move(request)] {
-    serve(suspension, request);
-  });
+  tasks_.start("request", [this, request = std::move(request)] { serve(request); });
 }
 
-void ComputerUseIPCServerHandler::serve(SuspensionID suspension, const Request& request) {
+void ComputerUseIPCServerHandler::serve(const Request& request) {
   try {
-    resumeSuccess(suspension, answer(request));
+    resumeSuccess(request.suspension, answer(request));
   } catch (const ComputerUseIPCError& error) {
-    resumeError(suspension, error.rawValue(), error.what());
+    resumeError(request.suspension, error.rawValue(), error.what());
   } catch (const std::exception& error) {
-    resumeError(suspension, unknownErrorNumber, error.what());
+    resumeError(request.suspension, unknownErrorNumber, error.what());
   }
 }
 
@@ -130,10 +129,13 @@ Bytes ComputerUseIPCServerHandler::answerUnderLease(const Request& request,
 
 void ComputerUseIPCServerHandler::admit(const Request& request, ComputerUseIPCRequestAdmissionLease& lease) {
   const ComputerUseIPCRequestAdmission admission = requestLimiter_.acquire(request.type, request.senderPID);
-  if (lease.store(admission)) return;
-  // The grace after a time-out was over before the admission came.
-  admission.release();
-  throw ComputerUseIPCError(ComputerUseIPCError::Case::cancelled);
+  if (!lease.store(admission)) {
+    // The grace after a time-out was over before the admission came.
+    admission.release();
+    throw ComputerUseIPCError(ComputerUseIPCError::Case::cancelled);
+  }
+  // Told that it was cancelled while it waited, it must not begin now.
+  if (!isPending(request.suspension)) throw ComputerUseIPCError(ComputerUseIPCError::Case::cancelled);
 }
 
 void ComputerUseIPCServerHandler::authorizeSender(const Request& request) {
@@ -200,6 +202,11 @@ void ComputerUseIPCServerHandler::resumeError(SuspensionID suspension, std::int3
 bool ComputerUseIPCServerHandler::takePendingSuspension(SuspensionID suspension) {
   MutexLock lock(pendingSuspensionsLock_);
   return pendingSuspensions_.erase(suspension) > 0;
+}
+
+bool ComputerUseIPCServerHandler::isPending(SuspensionID suspension) {
+  MutexLock lock(pendingSuspensionsLock_);
+  return pendingSuspensions_.contains(suspension);
 }
 
 }  // namespace tavik

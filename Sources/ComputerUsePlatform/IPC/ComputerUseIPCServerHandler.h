@@ -64,6 +64,7 @@ class ComputerUseIPCServerHandler {
 
  private:
   struct Request {
+    SuspensionID suspension;
     std::string type;
     Bytes data;
     std::int32_t senderPID;
@@ -73,7 +74,7 @@ class ComputerUseIPCServerHandler {
   };
 
   void handleEvent(const IncomingRequest& event, RequestReply& reply);
-  void serve(SuspensionID suspension, const Request& request);
+  void serve(const Request& request);
   Bytes answer(const Request& request);
   Bytes answerUnderLease(const Request& request, ComputerUseIPCRequestAdmissionLease& lease);
   void admit(const Request& request, ComputerUseIPCRequestAdmissionLease& lease);
@@ -82,6 +83,7 @@ class ComputerUseIPCServerHandler {
   void resumeSuccess(SuspensionID suspension, Bytes responseData);
   void resumeError(SuspensionID suspension, std::int32_t code, const std::string& message);
   bool takePendingSuspension(SuspensionID suspension);
+  bool isPending(SuspensionID suspension);
 
   /// Runs the work later in the name of the present request.
   WorkItem after(double delaySeconds, std::function<void()> work);

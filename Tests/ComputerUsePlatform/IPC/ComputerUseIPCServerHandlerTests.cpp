@@ -413,6 +413,22 @@ TEST(ComputerUseIPCServerHandler, shutdownAnswersAllWhoWaitAndDropsWhatComesLate
   });
 }
 
+TEST(ComputerUseIPCServerHandler, aRequestThatWaitedWhenTheEndCameIsNeverServed) {
+  LogCapture log;
+  onDesk([](ServerDesk& desk) {
+    std::vector<std::string> served;
+    desk.server.install(std::nullopt, [&](const std::string& type, const Bytes& data, std::int32_t pid) {
+      served.push_back(type);
+      return desk.workingStubbornlyFor(3)(type, data, pid);
+    });
+    for (const char* type : {"A", "B", "Waiting"}) desk.send(type);
+    desk.scheduler.settle();
+    desk.server.failPendingRequestsAndUninstall("the runtime ends");
+    desk.scheduler.sleep(seconds(100));
+    EXPECT_THAT(served, ElementsAre("A", "B"));
+  });
+}
+
 TEST(ComputerUseIPCServerHandler, aSecondShutdownFindsNothingToAnswer) {
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
