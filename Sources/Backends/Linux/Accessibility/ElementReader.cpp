@@ -110,15 +110,21 @@ RoleTranslation ElementReader::role(const LinuxElement& element) {
 std::vector<AccessibleReference> ElementReader::shownChildren(const AccessibleReference& reference,
                                                               Facets facets) {
   std::vector<AccessibleReference> children = tree_.read(reference, childrenFacet).children;
+  auto viewOf = [&](const AccessibleReference& child) {
+    return NodeView{.facts = tree_.read(child, 0),
+                    .toolkit = tree_.toolkit(child),
+                    .isTopLevel = tree_.isRoot(reference)};
+  };
+  // Most children of most containers are hidden; nothing more is asked of those.
+  tree_.readAll(children, statesFacet);
+  std::unordered_set<AccessibleReference> met;
+  std::erase_if(children,
+                [&](const auto& child) { return !mayShow(viewOf(child)) || !met.insert(child).second; });
   if (judgedByExtents(tree_.toolkit(reference))) facets |= extentsFacet;
   tree_.readAll(children, baseFacets | facets);
-  std::unordered_set<AccessibleReference> met;
-  std::erase_if(children, [&](const AccessibleReference& child) {
-    const AccessibleFacts& facts = tree_.read(child, 0);
-    bool isShown =
-        facts.failure == AXError::success &&
-        isShowing({.facts = facts, .toolkit = tree_.toolkit(child), .isTopLevel = tree_.isRoot(reference)});
-    return !isShown || !met.insert(child).second;
+  std::erase_if(children, [&](const auto& child) {
+    NodeView node = viewOf(child);
+    return node.facts.failure != AXError::success || !isShowing(node);
   });
   return children;
 }
