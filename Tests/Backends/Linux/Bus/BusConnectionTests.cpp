@@ -119,14 +119,14 @@ TEST_F(BusConnectionTests, TextThatNoBusAcceptsIsRepairedBeforeItGoesOut) {
 }
 
 TEST_F(BusConnectionTests, AnAnswerCanBeSentLaterFromAnotherThread) {
-  std::thread answerer;
-  server.exportObject(objectPath, interfaceXML, [&](const BusMessage& call) {
-    answerer = std::thread([&, call] {
-      std::this_thread::sleep_for(50ms);
-      BusMessage reply = BusMessage::returnOf(call);
-      BusWriter(reply).string("late");
-      server.send(reply);
-    });
+  std::promise<BusMessage> asked;
+  server.exportObject(objectPath, interfaceXML, [&](const BusMessage& call) { asked.set_value(call); });
+  std::thread answerer([&] {
+    BusMessage call = asked.get_future().get();
+    std::this_thread::sleep_for(50ms);
+    BusMessage reply = BusMessage::returnOf(call);
+    BusWriter(reply).string("late");
+    server.send(reply);
   });
   EXPECT_EQ(client.call(echo("x"), 5s).read().string(), "late");
   answerer.join();
