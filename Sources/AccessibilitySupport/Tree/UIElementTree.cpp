@@ -52,8 +52,9 @@ void UIElementTree::collectItems(Item& from, std::vector<std::shared_ptr<Item>>&
   });
 }
 
-std::shared_ptr<UIElementTree::Item> UIElementTree::item(int index) const {
-  const auto found = itemsByIndex.find(index);
+std::shared_ptr<UIElementTree::Item> UIElementTree::item(std::int64_t index) const {
+  if (!std::in_range<int>(index)) return nullptr;
+  const auto found = itemsByIndex.find(static_cast<int>(index));
   return found == itemsByIndex.end() ? nullptr : found->second;
 }
 

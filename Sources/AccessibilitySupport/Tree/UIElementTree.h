@@ -52,7 +52,7 @@ class UIElementTree {
   /// Appends an item and all below it in the same order.
   static void collectItems(Item& from, std::vector<std::shared_ptr<Item>>& into);
   /// The item that the last assignment of indices gave this index; or null.
-  std::shared_ptr<Item> item(int index) const;
+  std::shared_ptr<Item> item(std::int64_t index) const;
 
   /// A new tree of copies: an application root that holds this tree's root and then
   /// each sibling, with indices assigned and the focused element found again.

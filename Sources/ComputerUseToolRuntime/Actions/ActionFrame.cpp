@@ -27,7 +27,7 @@ ToolError notAvailable(const char* tool) {
 std::string nearbyElementDescriptions(long index, const UIElementTree& tree) {
   std::vector<std::string> entries;
   for (long near = std::max(index - nearbyDistance, 0L); near <= index + nearbyDistance; ++near) {
-    if (auto item = tree.item(static_cast<int>(near))) {
+    if (auto item = tree.item(near)) {
       entries.push_back("[" + std::to_string(near) + "] " + item->appStateDescriptionWithoutIndex());
     }
   }
@@ -66,7 +66,7 @@ void ActionFrame::guardActionCanUseLatestState(const std::string& appQuery, cons
 std::shared_ptr<UIElementTree::Item> ActionFrame::findElement(long index) {
   const auto tree = session_.currentTree();
   if (!tree) throw ToolError::noActiveAppState();
-  auto item = tree->item(static_cast<int>(index));
+  auto item = tree->item(index);
   const char* problem = nullptr;
   if (!item || !item->axElement) {
     problem = elementNoLongerValid;

@@ -1,6 +1,8 @@
 #include "Backends/Simulated/Screen/SimulatedImageCoding.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <string_view>
 
 namespace tavik {
@@ -16,19 +18,29 @@ void appendNumber(Bytes& bytes, std::uint32_t number) {
   for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<std::uint8_t>(number >> shift));
 }
 
-std::uint32_t crc32(const Bytes& bytes, std::size_t from) {
-  std::uint32_t crc = 0xFFFFFFFF;
-  for (std::size_t i = from; i < bytes.size(); ++i) {
-    crc ^= bytes[i];
-    for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ (crc & 1 ? 0xEDB88320 : 0);
+constexpr std::array<std::uint32_t, 256> makeRemainders() {
+  std::array<std::uint32_t, 256> remainders{};
+  for (std::uint32_t byte = 0; byte < 256; ++byte) {
+    std::uint32_t remainder = byte;
+    for (int bit = 0; bit < 8; ++bit) remainder = (remainder >> 1) ^ (remainder & 1 ? 0xEDB88320 : 0);
+    remainders[byte] = remainder;
   }
+  return remainders;
+}
+
+std::uint32_t crc32(const Bytes& bytes, std::size_t from) {
+  static constexpr auto remainders = makeRemainders();
+  std::uint32_t crc = 0xFFFFFFFF;
+  const std::uint8_t* data = bytes.data();
+  for (std::size_t i = from; i < bytes.size(); ++i) crc = (crc >> 8) ^ remainders.data()[(crc ^ data[i]) & 0xFF];
   return ~crc;
 }
 
 std::uint32_t adler32(const Bytes& bytes) {
   std::uint32_t a = 1, b = 0;
-  for (std::uint8_t byte : bytes) {
-    a = (a + byte) % 65521;
+  const std::uint8_t* end = bytes.data() + bytes.size();
+  for (const std::uint8_t* byte = bytes.data(); byte != end; ++byte) {
+    a = (a + *byte) % 65521;
     b = (b + a) % 65521;
   }
   return b << 16 | a;
@@ -44,12 +56,16 @@ void appendChunk(Bytes& png, std::string_view type, const Bytes& content) {
 
 /// Each row behind the number of its filter, which is none.
 Bytes scanlines(const Image& image) {
-  Bytes lines;
+  const std::size_t lineLength = 1 + static_cast<std::size_t>(image.width) * 4;
+  Bytes lines(lineLength * static_cast<std::size_t>(image.height), 0);
   for (int y = 0; y < image.height; ++y) {
-    lines.push_back(0);
-    for (int x = 0; x < image.width; ++x) {
-      const std::uint8_t* pixel = pixelAt(image, x, y);
-      lines.insert(lines.end(), {pixel[2], pixel[1], pixel[0], pixel[3]});
+    const std::uint8_t* from = pixelAt(image, 0, y);
+    std::uint8_t* to = lines.data() + static_cast<std::size_t>(y) * lineLength + 1;
+    for (int x = 0; x < image.width; ++x, from += 4, to += 4) {
+      to[0] = from[2];
+      to[1] = from[1];
+      to[2] = from[0];
+      to[3] = from[3];
     }
   }
   return lines;
@@ -76,12 +92,11 @@ Bytes storedStream(const Bytes& content) {
 
 Image SimulatedImageCoding::scaled(const Image& image, int width, int height) {
   Image result{width, height, width * 4, {}};
-  result.pixels.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
+  result.pixels.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
+  std::uint8_t* to = result.pixels.data();
   for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const std::uint8_t* pixel = pixelAt(image, x * image.width / width, y * image.height / height);
-      result.pixels.insert(result.pixels.end(), pixel, pixel + 4);
-    }
+    const std::uint8_t* row = pixelAt(image, 0, y * image.height / height);
+    for (int x = 0; x < width; ++x, to += 4) std::memcpy(to, row + x * image.width / width * 4, 4);
   }
   return result;
 }

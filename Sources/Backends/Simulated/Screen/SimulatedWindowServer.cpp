@@ -15,10 +15,9 @@ Image painted(const Rect& bounds, const std::array<std::uint8_t, 4>& colour) {
   image.width = std::max(1, static_cast<int>(std::lround(bounds.size.width)));
   image.height = std::max(1, static_cast<int>(std::lround(bounds.size.height)));
   image.bytesPerRow = image.width * 4;
-  image.pixels.reserve(static_cast<std::size_t>(image.bytesPerRow) * static_cast<std::size_t>(image.height));
-  for (int pixel = 0; pixel < image.width * image.height; ++pixel) {
-    image.pixels.insert(image.pixels.end(), colour.begin(), colour.end());
-  }
+  image.pixels.resize(static_cast<std::size_t>(image.bytesPerRow) * static_cast<std::size_t>(image.height));
+  std::uint8_t* const end = image.pixels.data() + image.pixels.size();
+  for (std::uint8_t* pixel = image.pixels.data(); pixel != end; pixel += 4) std::copy_n(colour.data(), 4, pixel);
   return image;
 }
 
