@@ -45,12 +45,14 @@ void announceListener(BusConnection& sessionBus) {
 
 class ATSPIAccessibilityPort::ReadScope : public AXReadScope {
  public:
-  ReadScope(ATSPIAccessibilityPort& port, std::int32_t pid) : port_(port), pid_(pid) {}
-  ~ReadScope() override { port_.endScope(pid_); }
+  ReadScope(ATSPIAccessibilityPort& port, std::int32_t pid, std::uint64_t number)
+      : port_(port), pid_(pid), number_(number) {}
+  ~ReadScope() override { port_.endScope(pid_, number_); }
 
  private:
   ATSPIAccessibilityPort& port_;
   const std::int32_t pid_;
+  const std::uint64_t number_;
 };
 
 ATSPIAccessibilityPort::ATSPIAccessibilityPort(BusConnection& sessionBus, WindowPlacement& placement,
@@ -109,22 +111,19 @@ std::chrono::milliseconds ATSPIAccessibilityPort::timeout(std::int32_t pid) {
 std::unique_ptr<AXReadScope> ATSPIAccessibilityPort::beginReadScope(const AXElement& root) {
   const LinuxElement* own = LinuxElement::from(root);
   if (!own || own->kind == Kind::systemWide) return nullptr;
-  {
-    std::lock_guard lock(mutex_);
-    Scope& scope = scopes_[own->pid];
-    ++scope.holders;
-    if (std::find(scope.roots.begin(), scope.roots.end(), *own) == scope.roots.end()) {
-      scope.roots.push_back(*own);
-      scope.tree = nullptr;
-    }
-  }
-  return std::make_unique<ReadScope>(*this, own->pid);
+  std::lock_guard lock(mutex_);
+  std::uint64_t number = nextScope_++;
+  Scopes& scopes = scopes_[own->pid];
+  scopes.roots.emplace(number, *own);
+  scopes.tree = nullptr;
+  return std::make_unique<ReadScope>(*this, own->pid, number);
 }
 
-void ATSPIAccessibilityPort::endScope(std::int32_t pid) {
+void ATSPIAccessibilityPort::endScope(std::int32_t pid, std::uint64_t number) {
   std::lock_guard lock(mutex_);
-  auto scope = scopes_.find(pid);
-  if (--scope->second.holders == 0) scopes_.erase(scope);
+  auto scopes = scopes_.find(pid);
+  scopes->second.roots.erase(number);
+  if (scopes->second.roots.empty()) scopes_.erase(scopes);
 }
 
 void ATSPIAccessibilityPort::forgetReadings(std::int32_t pid) {
@@ -134,14 +133,13 @@ void ATSPIAccessibilityPort::forgetReadings(std::int32_t pid) {
 }
 
 std::shared_ptr<AccessibleTree> ATSPIAccessibilityPort::scopeTree(
-    std::int32_t pid, const std::vector<AccessibleApplication>& applications,
-    std::vector<LinuxElement>& roots) {
+    std::int32_t pid, const std::vector<AccessibleApplication>& applications, LinuxElement& root) {
   std::chrono::milliseconds patience = timeout(pid);
   std::lock_guard lock(mutex_);
-  auto scope = scopes_.find(pid);
-  if (scope == scopes_.end()) return nullptr;
-  roots = scope->second.roots;
-  std::shared_ptr<AccessibleTree>& tree = scope->second.tree;
+  auto scopes = scopes_.find(pid);
+  if (scopes == scopes_.end()) return nullptr;
+  root = scopes->second.roots.rbegin()->second;
+  std::shared_ptr<AccessibleTree>& tree = scopes->second.tree;
   if (!tree || tree->applications() != applications) {
     tree = std::make_shared<AccessibleTree>(bus_, actionNames_, applications, patience);
   }
@@ -157,28 +155,25 @@ std::vector<AccessibleReference> ATSPIAccessibilityPort::objectsOf(
 }
 
 template <class T, class Body>
-AXResult<T> ATSPIAccessibilityPort::reading(const AXElement& element, Body body) {
+AXResult<T> ATSPIAccessibilityPort::reading(const AXElement& element, Body body, Extent extent) {
   const LinuxElement* own = LinuxElement::from(element);
   if (!own) return AXResult<T>::failed(AXError::invalidUIElement);
   if (own->pid == getpid()) return AXResult<T>::failed(AXError::apiDisabled);
   std::vector<AccessibleApplication> applications;
-  std::vector<LinuxElement> roots;
+  LinuxElement scopeRoot;
   std::shared_ptr<AccessibleTree> tree;
   if (own->kind != Kind::systemWide) {
     auto found = directory_.applications(own->pid, timeout(own->pid));
     if (!found.ok()) return AXResult<T>::failed(found.code);
     applications = std::move(found.value);
-    tree = scopeTree(own->pid, applications, roots);
+    tree = scopeTree(own->pid, applications, scopeRoot);
   }
   if (!tree) tree = std::make_shared<AccessibleTree>(bus_, actionNames_, applications, timeout(own->pid));
   std::lock_guard lock(tree->mutex);
   tree->beginOperation();
-  if (!roots.empty() && !tree->isPrefetched()) {
-    std::vector<AccessibleReference> objects;
-    for (const LinuxElement& root : roots) {
-      for (AccessibleReference& object : objectsOf(root, applications)) objects.push_back(std::move(object));
-    }
-    tree->prefetch(objects);
+  bool isInScope = scopeRoot.kind != Kind::systemWide;
+  if (extent == Extent::wholeTree && isInScope && !tree->isPrefetched()) {
+    tree->prefetch(objectsOf(scopeRoot, applications));
   }
   ElementReader reader(*tree, placement_, own->pid);
   AXErrorCode code = reader.prepare(*own);
@@ -244,14 +239,16 @@ AXResult<long> ATSPIAccessibilityPort::getAttributeValueCount(const AXElement& e
 
 AXResult<AXArray> ATSPIAccessibilityPort::copyMultipleAttributeValues(const AXElement& element,
                                                                       const std::vector<std::string>& names) {
-  return reading<AXArray>(element, [&](ElementReader& reader, const LinuxElement& target) {
+  auto readAll = [&](ElementReader& reader, const LinuxElement& target) {
     AXArray values;
     for (const std::string& name : names) {
       AXResult<AXValue> value = attribute(reader, target, name);
       values.push_back(value.ok() ? std::move(value.value) : AXValue(AXErrorMark{value.code}));
     }
     return AXResult<AXArray>::success(std::move(values));
-  });
+  };
+  // Only the reading of a tree asks for so much of one element.
+  return reading<AXArray>(element, readAll, Extent::wholeTree);
 }
 
 AXResult<AXValue> ATSPIAccessibilityPort::copyParameterizedAttributeValue(const AXElement& element,

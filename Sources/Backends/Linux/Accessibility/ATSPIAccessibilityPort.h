@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -64,27 +65,33 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
 
  private:
   class ReadScope;
-  struct Scope {
-    int holders = 0;
-    std::vector<LinuxElement> roots;
-    /// Made at the first reading; let go of when something was changed.
+  /// The read scopes of one process, and what they share.
+  struct Scopes {
+    /// By number; the latest is the one that is being read.
+    std::map<std::uint64_t, LinuxElement> roots;
+    /// Made at the first reading; let go of when a scope begins and when something
+    /// was changed.
     std::shared_ptr<AccessibleTree> tree;
   };
 
   std::chrono::milliseconds timeout(std::int32_t pid);
-  /// The tree of the process's scope; absent without a scope.
+  /// The tree that the scopes of the process share, and the root of the latest;
+  /// absent without a scope.
   std::shared_ptr<AccessibleTree> scopeTree(std::int32_t pid,
                                             const std::vector<AccessibleApplication>& applications,
-                                            std::vector<LinuxElement>& roots);
-  void endScope(std::int32_t pid);
+                                            LinuxElement& root);
+  void endScope(std::int32_t pid, std::uint64_t number);
   void forgetReadings(std::int32_t pid);
   std::vector<AccessibleReference> objectsOf(const LinuxElement& element,
                                              const std::vector<AccessibleApplication>& applications) const;
 
+  enum class Extent { oneElement, wholeTree };
+
   /// Runs `body` with a reader of the element's process, after making sure that the
-  /// element is there.
+  /// element is there. In a scope, what reads for the sake of a whole tree has it
+  /// fetched first.
   template <class T, class Body>
-  AXResult<T> reading(const AXElement& element, Body body);
+  AXResult<T> reading(const AXElement& element, Body body, Extent extent = Extent::oneElement);
   template <class Body>
   AXErrorCode writing(const AXElement& element, Body body);
   AXResult<AXValue> attribute(ElementReader& reader, const LinuxElement& element, const std::string& name);
@@ -100,7 +107,8 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
   std::mutex mutex_;
   std::chrono::milliseconds processWideTimeout_;
   std::unordered_map<std::int32_t, std::chrono::milliseconds> timeouts_;
-  std::unordered_map<std::int32_t, Scope> scopes_;
+  std::unordered_map<std::int32_t, Scopes> scopes_;
+  std::uint64_t nextScope_ = 1;
 };
 
 }  // namespace tavik

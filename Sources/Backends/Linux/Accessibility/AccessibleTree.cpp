@@ -134,10 +134,11 @@ BusReply AccessibleTree::ask(const BusMessage& question) {
 }
 
 void AccessibleTree::prefetch(const std::vector<AccessibleReference>& roots) {
-  isPrefetched_ = true;
-  for (const AccessibleApplication& application : applications_) {
+  for (const AccessibleReference& root : roots) {
+    prefetched_.insert(root);
     // Qt has the call and answers with nothing.
-    if (application.toolkit != Toolkit::qt && !loadCache(application.root)) {
+    bool hasList = toolkit(root) != Toolkit::qt && listed_.insert(root.bus).second;
+    if (hasList && !loadCache(root.bus)) {
       isSilent_ = true;
       return;
     }
@@ -238,8 +239,8 @@ std::vector<AccessibleReference> AccessibleTree::objectsWith(AccessibleState sta
   return result;
 }
 
-bool AccessibleTree::loadCache(const AccessibleReference& root) {
-  AccessibleReference cache{root.bus, accessibility::cachePath};
+bool AccessibleTree::loadCache(const std::string& busName) {
+  AccessibleReference cache{busName, accessibility::cachePath};
   BusReply reply = bus_.call(accessibility::call(cache, accessibility::cache, "GetItems"), timeout_);
   if (reply.status == BusReply::Status::timedOut || reply.status == BusReply::Status::disconnected)
     return false;
@@ -265,12 +266,13 @@ bool AccessibleTree::loadCache(const AccessibleReference& root) {
     facts.known = baseFacets | parentFacet;
     if (!item.ok() || object.isNull()) continue;
     listed[facts.parent].byIndex.emplace_back(index, object);
-    facts_[object] = std::move(facts);
+    facts_.try_emplace(object, std::move(facts));
   }
   for (auto& [object, count] : counts) {
     ListedChildren& children = listed[object];
     if (!children.areComplete(count)) continue;
     AccessibleFacts& facts = facts_[object];
+    if (facts.knows(childrenFacet)) continue;
     for (auto& [index, child] : children.byIndex) facts.children.push_back(std::move(child));
     facts.known |= childrenFacet;
   }

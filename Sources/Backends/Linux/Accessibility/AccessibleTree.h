@@ -46,9 +46,12 @@ class AccessibleTree {
   std::optional<AccessibleReference> objectAt(const AccessibleReference& object, Point point);
 
   /// Reads everything on screen below these objects that a reading of the whole
-  /// tree asks for, as far as it comes within a few seconds.
+  /// tree asks for, as far as it comes within a few seconds. What was read below an
+  /// object before is not read again.
   void prefetch(const std::vector<AccessibleReference>& roots);
-  bool isPrefetched() const { return isPrefetched_; }
+  /// Whether anything was, and whether everything below this object was.
+  bool isPrefetched() const { return !prefetched_.empty(); }
+  bool isPrefetched(const AccessibleReference& root) const { return prefetched_.contains(root); }
   /// Everything read so far that has a state.
   std::vector<AccessibleReference> objectsWith(AccessibleState state) const;
 
@@ -70,7 +73,7 @@ class AccessibleTree {
 
   BusReply ask(const BusMessage& question);
   /// False when the application did not answer at all.
-  bool loadCache(const AccessibleReference& root);
+  bool loadCache(const std::string& busName);
   void advance(Walk& walk, const AccessibleReference& object, AccessibleFacts& facts);
 
   /// Gives the actions of these objects their names.
@@ -81,7 +84,9 @@ class AccessibleTree {
   const std::vector<AccessibleApplication> applications_;
   const std::chrono::milliseconds timeout_;
   FactsMap facts_;
-  bool isPrefetched_ = false;
+  std::unordered_set<AccessibleReference> prefetched_;
+  /// Applications whose list of objects has been taken in.
+  std::unordered_set<std::string> listed_;
   bool isSilent_ = false;
 };
 

@@ -330,11 +330,16 @@ std::optional<LinuxElement> ElementReader::focusedElement(
     return facts.failure == AXError::success && hasFocus(view(reference)) && isShowing(view(reference)) &&
            !facts.extents.isEmpty();
   };
-  if (!tree_.isPrefetched()) {
+  std::vector<AccessibleReference> unread;
+  for (const LinuxElement& window : windows()) {
+    if (!tree_.isPrefetched(window.object)) unread.push_back(window.object);
+  }
+  for (const AccessibleApplication& application : tree_.applications()) {
+    if (tree_.isPrefetched(application.root)) unread.clear();
+  }
+  if (!unread.empty()) {
     if (lastKnown && isFocused(*lastKnown)) return elementFor(*lastKnown);
-    std::vector<AccessibleReference> roots;
-    for (const LinuxElement& window : windows()) roots.push_back(window.object);
-    tree_.prefetch(roots);
+    tree_.prefetch(unread);
   }
   // Containers may claim the focus along with what they contain: the deepest has it.
   std::optional<AccessibleReference> deepest;
