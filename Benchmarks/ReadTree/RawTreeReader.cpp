@@ -18,7 +18,8 @@ std::uint32_t bitOf(const char* interface) {
   if (!std::strcmp(interface, "org.a11y.atspi.Component")) return component;
   if (!std::strcmp(interface, "org.a11y.atspi.Action")) return action;
   if (!std::strcmp(interface, "org.a11y.atspi.Text")) return text;
-  return !std::strcmp(interface, "org.a11y.atspi.Value") ? value : 0;
+  if (!std::strcmp(interface, "org.a11y.atspi.Value")) return value;
+  return 0;
 }
 
 const char* textAt(DBusMessageIter* iterator) {
