@@ -101,15 +101,12 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
       .name = "get_app_state",
       .title = "Read an application",
       .description =
-          "Reads an application: a screenshot of its window and its elements, one a line, indented as they "
-          "are "
-          "nested. A line begins with the element_index and goes on with the role, the title, the value, the "
-          "possible secondary actions and what is special, such as (disabled) or (selected). Starts the "
-          "application when it does not run. Call this before the first action on an application and "
-          "whenever an "
-          "action is refused because the state is out of date. Indices of earlier states no longer hold "
-          "afterwards. "
-          "The application stays in the background.",
+          "Reads an application: a screenshot of its window and its elements, one a line, indented as "
+          "they are nested. A line begins with the element_index and goes on with the role, the title, "
+          "the value, the possible secondary actions and what is special, such as (disabled) or "
+          "(selected). The application has to be running. Call this before the first action on an "
+          "application and whenever an action is refused because the state is out of date. Indices of "
+          "earlier states no longer hold afterwards. The application stays in the background.",
       .inputSchema = ObjectSchema().required("app", app()),
       .isReadOnly = true,
   });
@@ -117,12 +114,10 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
       .name = "click",
       .title = "Click",
       .description = "Clicks an element, by its element_index, or a point of the latest screenshot, by x and "
-                     "y. Give one of the "
-                     "two; the element_index is more reliable. The user's pointer does not move. Answers "
-                     "with the new state. "
-                     "\"Mouse action not supported for menu items\": use a plain left click, or "
-                     "perform_secondary_action. "
-                     "\"No visible target window\": the point lies outside the application's windows.",
+                     "y. Give one of the two; the element_index is more reliable. The user's pointer "
+                     "does not move. Answers with the new state. \"Mouse action not supported for menu "
+                     "items\": use a plain left click, or perform_secondary_action. \"No visible target "
+                     "window\": the point lies outside the application's windows.",
       .inputSchema = ObjectSchema()
                          .required("app", app())
                          .optional("element_index", elementIndex())
@@ -153,9 +148,9 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
       .name = "drag",
       .title = "Drag",
       .description =
-          "Drags with the left button from one point of the latest screenshot to another. The first point "
-          "must lie in a window of the application. To select text use select_text, to move a slider "
-          "prefer set_value. Answers with the new state.",
+          "Drags with the left button from one point of the latest screenshot to another. The first "
+          "point must lie in a window of the application. To select text use select_text, to move a "
+          "slider prefer set_value. Answers with the new state.",
       .inputSchema =
           ObjectSchema()
               .required("app", app())
@@ -168,13 +163,11 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
       .name = "type_text",
       .title = "Type text",
       .description =
-          "Types text with the keyboard into the focused element of the application, which the state names "
-          "in the "
-          "line \"The focused UI element is ...\". Click the field first when another element has the focus. "
-          "What is selected is replaced. To replace the whole content of a field, set_value is safer. "
-          "\"The user changed ...\": the focus moved since the state was read; nothing was typed. Answers "
-          "with the "
-          "new state.",
+          "Types text with the keyboard into the focused element of the application, which the state "
+          "names in the line \"The focused UI element is ...\". Click the field first when another "
+          "element has the focus. What is selected is replaced. To replace the whole content of a field, "
+          "set_value is safer. \"The user changed ...\": the focus moved since the state was read; "
+          "nothing was typed. Answers with the new state.",
       .inputSchema =
           ObjectSchema()
               .required("app", app())
@@ -185,14 +178,12 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
       .name = "press_key",
       .title = "Press a key",
       .description = fmt::format("Presses a key, or keys together joined by \"+\", in the application: "
-                                 "\"Return\", \"Tab\", \"Escape\", "
-                                 "\"BackSpace\", \"Delete\", \"Page_Down\", \"Up\", \"F5\", \"a\", "
-                                 "\"{0}+a\", \"{0}+shift+s\". Keys have "
-                                 "their X keysym names. The modifiers are ctrl, alt, shift and super; "
-                                 "shortcuts on this desktop use {0}. "
-                                 "The plus sign itself is \"plus\". \"Unknown key name\": the name is not "
-                                 "known; nothing was pressed. "
-                                 "Answers with the new state.",
+                                 "\"Return\", \"Tab\", \"Escape\", \"BackSpace\", \"Delete\", "
+                                 "\"Page_Down\", \"Up\", \"F5\", \"a\", \"{0}+a\", \"{0}+shift+s\". Keys "
+                                 "have their X keysym names. The modifiers are ctrl, alt, shift and "
+                                 "super; shortcuts on this desktop use {0}. The plus sign itself is "
+                                 "\"plus\". \"Unknown key name\": the name is not known; nothing was "
+                                 "pressed. Answers with the new state.",
                                  shortcutModifier),
       .inputSchema = ObjectSchema()
                          .required("app", app())
@@ -203,12 +194,9 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
       .name = "set_value",
       .title = "Set a value",
       .description = "Writes the whole value of an element that the state marks as settable: a text field, a "
-                     "slider, a spin "
-                     "button. \"Cannot set a value for an element that is not settable\": click it and type "
-                     "instead. \"Set "
-                     "value did not take effect\": the application refused it; the present value follows. "
-                     "Answers with the new "
-                     "state.",
+                     "slider, a spin button. \"Cannot set a value for an element that is not settable\": "
+                     "click it and type instead. \"Set value did not take effect\": the application "
+                     "refused it; the present value follows. Answers with the new state.",
       .inputSchema =
           ObjectSchema()
               .required("app", app())
@@ -219,12 +207,10 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
       .name = "select_text",
       .title = "Select text",
       .description = "Selects a piece of an element's text, or puts the cursor before or behind it. The "
-                     "piece must occur exactly "
-                     "once; when it occurs more often, say with prefix and suffix what stands directly "
-                     "before and behind the "
-                     "one you mean. \"Could not find the requested text\": it is not there, or not only "
-                     "once. Answers with the "
-                     "new state.",
+                     "piece must occur exactly once; when it occurs more often, say with prefix and "
+                     "suffix what stands directly before and behind the one you mean. \"Could not find "
+                     "the requested text\": it is not there, or not only once. Answers with the new "
+                     "state.",
       .inputSchema =
           ObjectSchema()
               .required("app", app())
@@ -241,10 +227,9 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
       .name = "perform_secondary_action",
       .title = "Perform a secondary action",
       .description = "Performs one of the actions that the element's line lists as its secondary actions, by "
-                     "its name there, such "
-                     "as \"Show Menu\", \"Increment\" or \"Pick\". \"... is not a valid secondary action\": "
-                     "the element does "
-                     "not offer it; take a name from its line. Answers with the new state.",
+                     "its name there, such as \"Show Menu\", \"Increment\" or \"Pick\". \"... is not a "
+                     "valid secondary action\": the element does not offer it; take a name from its "
+                     "line. Answers with the new state.",
       .inputSchema = ObjectSchema()
                          .required("app", app())
                          .required("element_index", elementIndex())
@@ -273,8 +258,8 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
       .name = "event_stream_status",
       .title = "Recording status",
       .description =
-          "Tells whether a recording runs, how many events it holds, where its files are and how the last "
-          "one ended.",
+          "Tells whether a recording runs, how many events it holds, where its files are and how the "
+          "last one ended.",
       .inputSchema = ObjectSchema(),
       .isReadOnly = true,
   });
