@@ -34,8 +34,9 @@ std::string nearbyElementDescriptions(long index, const UIElementTree& tree) {
   return text::joined(entries, " | ");
 }
 
-ActionFrame::ActionFrame(AppResolver& resolver, ToolSession& session, AXWrapper& access, ClickAction& click)
-    : resolver_(resolver), session_(session), access_(access), click_(click) {}
+ActionFrame::ActionFrame(AppResolver& resolver, ToolSession& session, AXWrapper& access, ClickAction& click,
+                         Scheduler& scheduler)
+    : resolver_(resolver), session_(session), access_(access), click_(click), scheduler_(scheduler) {}
 
 ToolResult ActionFrame::performAction(const std::string& app, const ComputerUseIPCAction& action) {
   const ResolvedApp resolved = resolver_.resolveAppPID(app);
@@ -43,6 +44,8 @@ ToolResult ActionFrame::performAction(const std::string& app, const ComputerUseI
     throw AppApprovalError::systemSecurityProcess(resolved.bundleID);
   }
   guardActionCanUseLatestState(app, resolved);
+  // A client that was told "timeout" must not see the action happen afterwards.
+  scheduler_.checkCancellation();
 
   const auto* click = action.get<ClickParams>();
   if (!click) throw notAvailable(action.caseName());

@@ -18,9 +18,10 @@ namespace tavik {
 /// touched the application when a gate refuses.
 class ActionFrame {
  public:
-  ActionFrame(AppResolver& resolver, ToolSession& session, AXWrapper& access, ClickAction& click);
+  ActionFrame(AppResolver& resolver, ToolSession& session, AXWrapper& access, ClickAction& click, Scheduler& scheduler);
 
-  /// Throws `ToolError`; `AppApprovalError` for a security process.
+  /// Throws `ToolError`; `AppApprovalError` for a security process; `CancellationError`
+  /// when the caller was given up before anything was done.
   ToolResult performAction(const std::string& app, const ComputerUseIPCAction& action);
 
  private:
@@ -31,6 +32,7 @@ class ActionFrame {
   ToolSession& session_;
   AXWrapper& access_;
   ClickAction& click_;
+  Scheduler& scheduler_;
 };
 
 /// The elements around an index, as the model knows them, to choose another from;

@@ -15,7 +15,7 @@ ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& ac
       stateReader_(resolver_, capture_, access, platform.workspace, session_, scheduler),
       postActionState_(stateReader_),
       clickAction_(access, scheduler),
-      actionFrame_(resolver_, session_, access, clickAction_) {}
+      actionFrame_(resolver_, session_, access, clickAction_, scheduler) {}
 
 ToolResult ComputerUseToolService::listApps() {
   const std::string list = formatListApps(appSearchEngine_.buildSnapshot().apps);

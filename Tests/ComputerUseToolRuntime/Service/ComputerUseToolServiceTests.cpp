@@ -288,6 +288,22 @@ TEST_F(ToolServiceTest, dataThatIsNoRequestIsToldApart) {
   });
 }
 
+TEST_F(ToolServiceTest, anActionThatIsGivenUpWhileItWaitsForItsTurnIsNotDone) {
+  world.run([&] {
+    world.getAppState("Notes");
+    TaskGroup tasks(world.scheduler);
+    save.on(AXCall::perform("AXPress")).delays(milliseconds(500)).once();
+    tasks.start("first", [&] { world.click("Notes", 1); });
+    world.scheduler.settle();
+    Task second = tasks.start("second", [&] { world.click("Notes", 1); });
+    world.scheduler.settle();
+    second.cancel();
+    tasks.joinAll();
+    EXPECT_EQ(saves, 1);
+    EXPECT_FALSE(world.click("Notes", 1).isError) << "the turn was passed on";
+  });
+}
+
 TEST_F(ToolServiceTest, refusedClassesAreRefusedBeforeAnyReading) {
   world.run([&] {
     auto terminal = world.desktop.application("Terminal", "org.gnome.Terminal", 50);
