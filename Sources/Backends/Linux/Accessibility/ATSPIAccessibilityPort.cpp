@@ -141,7 +141,7 @@ std::shared_ptr<AccessibleTree> ATSPIAccessibilityPort::scopeTree(
   root = scopes->second.roots.rbegin()->second;
   std::shared_ptr<AccessibleTree>& tree = scopes->second.tree;
   if (!tree || tree->applications() != applications) {
-    tree = std::make_shared<AccessibleTree>(bus_, actionNames_, applications, patience);
+    tree = std::make_shared<AccessibleTree>(bus_, habits_, applications, patience);
   }
   return tree;
 }
@@ -168,7 +168,7 @@ AXResult<T> ATSPIAccessibilityPort::reading(const AXElement& element, Body body,
     applications = std::move(found.value);
     tree = scopeTree(own->pid, applications, scopeRoot);
   }
-  if (!tree) tree = std::make_shared<AccessibleTree>(bus_, actionNames_, applications, timeout(own->pid));
+  if (!tree) tree = std::make_shared<AccessibleTree>(bus_, habits_, applications, timeout(own->pid));
   std::lock_guard lock(tree->mutex);
   tree->beginOperation();
   bool isInScope = scopeRoot.kind != Kind::systemWide;

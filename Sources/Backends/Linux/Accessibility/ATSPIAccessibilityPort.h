@@ -99,7 +99,7 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
 
   BusConnection& sessionBus_;
   WindowPlacement& placement_;
-  ActionNames actionNames_;
+  ApplicationHabits habits_;
   BusConnection bus_;
   ApplicationDirectory directory_;
   const std::shared_ptr<NotificationHub> hub_;

@@ -20,8 +20,10 @@ constexpr std::uint32_t screenCoordinates = 0;
 
 constexpr std::string_view cacheItemsSignature = "a((so)(so)(so)iiassusau)";
 
-/// An application that names none of this many objects names none at all.
-constexpr int identifierSampleSize = 32;
+/// An application that names none of this many objects names none at all; one that
+/// is known for it is asked a few times only, in case a new part of it does.
+constexpr int firstIdentifierSample = 32;
+constexpr int laterIdentifierSample = 4;
 
 /// The kind of so many first children tells how a container is to be shown.
 constexpr int kindSampleSize = 8;
@@ -48,14 +50,15 @@ struct AccessibleTree::Walk {
   /// that comes back to itself is walked once.
   std::unordered_set<AccessibleReference> expanded;
   std::unordered_set<AccessibleReference> met;
-  int identifierSamples = 0;
+  /// How many objects are still asked for an identifier.
+  int identifierSamples = firstIdentifierSample;
   bool foundIdentifier = false;
 };
 
-AccessibleTree::AccessibleTree(BusConnection& bus, ActionNames& actionNames,
+AccessibleTree::AccessibleTree(BusConnection& bus, ApplicationHabits& habits,
                                std::vector<AccessibleApplication> applications,
                                std::chrono::milliseconds timeout)
-    : bus_(bus), actionNames_(actionNames), applications_(std::move(applications)), timeout_(timeout) {}
+    : bus_(bus), habits_(habits), applications_(std::move(applications)), timeout_(timeout) {}
 
 Toolkit AccessibleTree::toolkit(const AccessibleReference& object) const {
   for (const AccessibleApplication& application : applications_) {
@@ -146,6 +149,8 @@ void AccessibleTree::prefetch(const std::vector<AccessibleReference>& roots) {
   FactFetcher fetcher(
       bus_, facts_, [this](const auto& object) { return toolkit(object); }, timeout_, prefetchBudget);
   Walk walk{.fetcher = fetcher, .roots = {roots.begin(), roots.end()}, .expanded = {}, .met = {}};
+  if (!roots.empty() && habits_.givesNoIdentifiers(roots.front().bus))
+    walk.identifierSamples = laterIdentifierSample;
   for (const AccessibleReference& root : roots) {
     walk.met.insert(root);
     fetcher.want(root, baseFacets | parentFacet);
@@ -153,6 +158,9 @@ void AccessibleTree::prefetch(const std::vector<AccessibleReference>& roots) {
   auto outcome = fetcher.run(
       [&](const AccessibleReference& object, AccessibleFacts& facts) { advance(walk, object, facts); });
   isSilent_ = outcome == FactFetcher::Outcome::silent;
+  if (!roots.empty() && outcome == FactFetcher::Outcome::complete) {
+    habits_.noteIdentifiers(roots.front().bus, walk.foundIdentifier);
+  }
   nameActions({walk.expanded.begin(), walk.expanded.end()});
 }
 
@@ -162,7 +170,7 @@ void AccessibleTree::nameActions(const std::vector<AccessibleReference>& objects
     return facts.knows(actionsFacet) && !facts.actions.empty() && facts.actions.front().name.empty();
   };
   auto applyLearned = [&](const AccessibleReference& object, AccessibleFacts& facts) {
-    auto names = actionNames_.names(toolkit(object), facts.actions);
+    auto names = habits_.actionNames(toolkit(object), facts.actions);
     for (std::size_t i = 0; names && i < names->size(); ++i) facts.actions[i].name = (*names)[i];
     return names.has_value();
   };
@@ -189,7 +197,7 @@ void AccessibleTree::nameActions(const std::vector<AccessibleReference>& objects
   for (const AccessibleReference& object : objects) {
     AccessibleFacts& facts = facts_[object];
     if (facts.knows(actionsFacet) && !facts.actions.empty() && !isUnnamed(facts)) {
-      actionNames_.learn(toolkit(object), facts.actions);
+      habits_.learnActionNames(toolkit(object), facts.actions);
     }
   }
   for (const AccessibleReference& object : objects) {
@@ -212,8 +220,8 @@ void AccessibleTree::advance(Walk& walk, const AccessibleReference& object, Acce
   if (!isWalkRoot && !isShowing(node)) return;
   Facets details = detailFacets(node);
   if (!facts.knows(details)) {
-    if (walk.identifierSamples < identifierSampleSize || walk.foundIdentifier) {
-      ++walk.identifierSamples;
+    if (walk.identifierSamples > 0 || walk.foundIdentifier) {
+      --walk.identifierSamples;
       details |= identifierFacet;
     }
     return walk.fetcher.want(object, details);

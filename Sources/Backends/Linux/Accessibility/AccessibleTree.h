@@ -6,7 +6,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Backends/Linux/Accessibility/ActionNames.h"
+#include "Backends/Linux/Accessibility/ApplicationHabits.h"
 #include "Backends/Linux/Accessibility/FactFetcher.h"
 #include "Backends/Linux/Accessibility/Toolkit.h"
 #include "Backends/Linux/Accessibility/WindowPlacement.h"
@@ -25,7 +25,7 @@ struct AccessibleApplication {
 /// scope, for all of them. Whoever uses it holds `mutex` meanwhile.
 class AccessibleTree {
  public:
-  AccessibleTree(BusConnection& bus, ActionNames& actionNames,
+  AccessibleTree(BusConnection& bus, ApplicationHabits& habits,
                  std::vector<AccessibleApplication> applications, std::chrono::milliseconds timeout);
 
   std::mutex mutex;
@@ -80,7 +80,7 @@ class AccessibleTree {
   void nameActions(const std::vector<AccessibleReference>& objects);
 
   BusConnection& bus_;
-  ActionNames& actionNames_;
+  ApplicationHabits& habits_;
   const std::vector<AccessibleApplication> applications_;
   const std::chrono::milliseconds timeout_;
   FactsMap facts_;

@@ -61,7 +61,8 @@ LinuxElement ElementReader::object(const AccessibleReference& reference) const {
 AXErrorCode ElementReader::prepare(const LinuxElement& element) {
   if (element.kind == Kind::systemWide) return AXError::success;
   if (element.kind != Kind::application) {
-    const AccessibleFacts& facts = tree_.read(element.object, singleNodeFacets);
+    Facets facets = tree_.isPrefetched() ? Facets{baseFacets | parentFacet} : singleNodeFacets;
+    const AccessibleFacts& facts = tree_.read(element.object, facets);
     if (facts.failure == AXError::success && facts.is(State::defunct)) return AXError::invalidUIElement;
     return facts.failure;
   }

@@ -28,7 +28,7 @@ class ElementReaderTests : public testing::Test {
     return [this] { return bus.address(); };
   }
   AccessibleTree tree(std::chrono::milliseconds timeout = 5s, Toolkit toolkit = Toolkit::other) {
-    return AccessibleTree(client, actionNames, {fake.application(toolkit)}, timeout);
+    return AccessibleTree(client, habits, {fake.application(toolkit)}, timeout);
   }
   LinuxElement element(int number) {
     return {.kind = LinuxElement::Kind::object, .pid = 7, .object = fake.reference(number), .anchor = {}};
@@ -45,7 +45,7 @@ class ElementReaderTests : public testing::Test {
   PrivateBus bus;
   BusConnection client{address()};
   AccessibleApplicationFake fake{address()};
-  ActionNames actionNames;
+  ApplicationHabits habits;
   NoPlacement placement;
 };
 
