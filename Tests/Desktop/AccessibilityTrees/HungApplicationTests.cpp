@@ -1,3 +1,5 @@
+#include <signal.h>
+
 #include <atomic>
 #include <mutex>
 #include <vector>
@@ -91,7 +93,7 @@ TEST_F(HungApplicationTests, WhatHasDiedIsInvalid) {
   EXPECT_EQ(port.copyAttributeValue(port.createApplication(getpid()), "AXRole").code, AXError::apiDisabled);
 }
 
-TEST_F(HungApplicationTests, AClosedMenuItemBecomesReadableWhenItsWindowDoes) {
+TEST_F(HungApplicationTests, AnApplicationThatHasJustStartedBecomesReadable) {
   ApplicationUnderTest editor({"mousepad"});
   AXElement early = port.createApplication(editor.pid());
   EXPECT_NE(port.copyAttributeValue(early, "AXRole").code, AXError::invalidUIElement);
@@ -145,6 +147,21 @@ TEST_F(HungApplicationTests, ObserversHearWhatHappensAndNothingAfterTheirEnd) {
   EXPECT_EQ(text(area, "AXValue"), "after the end");
   std::lock_guard lock(mutex);
   EXPECT_EQ(heard.size(), atEnd);
+}
+
+TEST_F(HungApplicationTests, AnAccessibilityBusThatGoesAwayIsFoundAgain) {
+  ApplicationUnderTest before({"galculator"});
+  AXElement root = appeared(before);
+  BusMessage question = BusMessage::methodCall("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress");
+  {
+    BusConnection accessibilityBus([&] { return sessionBus.call(question, 5s).read().string(); });
+    auto daemon = accessibilityBus.credentials("org.freedesktop.DBus");
+    ASSERT_TRUE(daemon.has_value());
+    ::kill(daemon->pid, SIGKILL);
+  }
+  EXPECT_TRUE(becomesTrue([&] { return port.copyAttributeValue(root, "AXRole").code != AXError::success; }));
+  ApplicationUnderTest after({"mousepad"});
+  EXPECT_GT(appeared(after) ? tree(after).count() : 0, 10u);
 }
 
 TEST_F(HungApplicationTests, ManyThreadsReadManyApplicationsAtOnce) {

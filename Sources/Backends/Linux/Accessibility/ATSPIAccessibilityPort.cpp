@@ -60,12 +60,13 @@ ATSPIAccessibilityPort::ATSPIAccessibilityPort(BusConnection& sessionBus, Window
     : sessionBus_(sessionBus),
       placement_(placement),
       bus_(accessibilityBusAddress(sessionBus)),
-      directory_(bus_),
-      hub_(std::make_shared<NotificationHub>(bus_, directory_, std::move(poster))),
+      directory_(std::make_shared<ApplicationDirectory>(bus_)),
+      hub_(std::make_shared<NotificationHub>(bus_, *directory_, std::move(poster))),
       processWideTimeout_(defaultTimeout) {
   announceListener(sessionBus_);
-  bus_.onReconnected([hub = std::weak_ptr(hub_)] {
-    if (auto alive = hub.lock()) alive->registerWantedEvents();
+  bus_.onReconnected([directory = std::weak_ptr(directory_), hub = std::weak_ptr(hub_)] {
+    if (auto alive = directory.lock()) alive->reset();
+    if (auto alive = hub.lock()) alive->startAnew();
   });
 }
 
@@ -163,7 +164,7 @@ AXResult<T> ATSPIAccessibilityPort::reading(const AXElement& element, Body body,
   LinuxElement scopeRoot;
   std::shared_ptr<AccessibleTree> tree;
   if (own->kind != Kind::systemWide) {
-    auto found = directory_.applications(own->pid, timeout(own->pid));
+    auto found = directory_->applications(own->pid, timeout(own->pid));
     if (!found.ok()) return AXResult<T>::failed(found.code);
     applications = std::move(found.value);
     tree = scopeTree(own->pid, applications, scopeRoot);

@@ -29,7 +29,7 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
   ~ATSPIAccessibilityPort() override;
 
   /// The processes that offer their elements now. Any thread.
-  std::vector<std::int32_t> accessibleProcesses() { return directory_.pids(); }
+  std::vector<std::int32_t> accessibleProcesses() { return directory_->pids(); }
 
   AXElement createApplication(std::int32_t pid) override;
   AXElement createSystemWide() override;
@@ -101,7 +101,7 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
   WindowPlacement& placement_;
   ApplicationHabits habits_;
   BusConnection bus_;
-  ApplicationDirectory directory_;
+  const std::shared_ptr<ApplicationDirectory> directory_;
   const std::shared_ptr<NotificationHub> hub_;
 
   std::mutex mutex_;

@@ -50,6 +50,13 @@ void ApplicationDirectory::forget(const std::string& busName) {
   entries_.erase(busName);
 }
 
+void ApplicationDirectory::reset() {
+  std::lock_guard lock(mutex_);
+  pids_.clear();
+  entries_.clear();
+  isStale_ = true;
+}
+
 std::int32_t ApplicationDirectory::pid(const std::string& busName) {
   {
     std::lock_guard lock(mutex_);

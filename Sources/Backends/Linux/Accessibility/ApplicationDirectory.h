@@ -25,6 +25,8 @@ class ApplicationDirectory {
   /// not answer or there is no bus.
   AXResult<std::vector<AccessibleApplication>> applications(std::int32_t pid,
                                                             std::chrono::milliseconds timeout);
+  /// Forgets everything: another bus gives the same names to others.
+  void reset();
   /// Every process on the bus.
   std::vector<std::int32_t> pids();
   /// The process behind a connection; 0 when it has gone.

@@ -94,6 +94,14 @@ void NotificationHub::registerWantedEvents() {
   for (const std::string& name : names) registerEvent(name, true);
 }
 
+void NotificationHub::startAnew() {
+  {
+    std::lock_guard lock(mutex_);
+    lastFocused_.clear();
+  }
+  registerWantedEvents();
+}
+
 void NotificationHub::want(const std::string& notification, int change) {
   std::set<std::string> names;
   for (const NotificationRule& rule : notificationRules()) {

@@ -34,8 +34,9 @@ class NotificationHub : public std::enable_shared_from_this<NotificationHub> {
   AXErrorCode remove(const std::shared_ptr<AXObserver>& observer, const AXElement& element,
                      const std::string& notification);
 
-  /// Asks for the events again; a registry that has come back knows nothing of them.
-  void registerWantedEvents();
+  /// To be called when the bus has come back: asks for the events again, and forgets
+  /// who had the focus.
+  void startAnew();
 
   /// The object of a connection that last said it has the focus.
   std::optional<AccessibleReference> lastFocused(const std::string& busName);
@@ -46,6 +47,7 @@ class NotificationHub : public std::enable_shared_from_this<NotificationHub> {
   /// Counts who wants the events behind a notification, and asks for them.
   void want(const std::string& notification, int change);
   void registerEvent(const std::string& name, bool wanted);
+  void registerWantedEvents();
   void hear(const std::weak_ptr<Observer>& observer, const BusMessage& signal);
   void deliver(const std::shared_ptr<Observer>& observer, const AccessibleReference& subject,
                const std::string& notification);
