@@ -118,6 +118,10 @@ bool canScrollTo(const NodeView& node) {
          node.facts.role != Role::application && !node.isTopLevel;
 }
 
+bool canScrollToCaret(const NodeView& node) {
+  return node.facts.has(editableTextInterface) && node.facts.is(AccessibleState::editable);
+}
+
 }  // namespace
 
 bool isAdjustable(const NodeView& node) {
@@ -150,7 +154,11 @@ std::vector<ActionTranslation> translateActions(const NodeView& node) {
     add({"AXIncrement", Means::increment, 0, ""});
     add({"AXDecrement", Means::decrement, 0, ""});
   }
-  if (canScrollTo(node)) add({"AXScrollToVisible", Means::scrollTo, 0, ""});
+  if (canScrollTo(node)) {
+    add({"AXScrollToVisible", Means::scrollTo, 0, ""});
+  } else if (canScrollToCaret(node)) {
+    add({"AXScrollToVisible", Means::scrollToCaret, 0, ""});
+  }
   return result;
 }
 

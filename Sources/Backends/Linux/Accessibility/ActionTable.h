@@ -18,6 +18,8 @@ struct ActionTranslation {
     decrement,
     /// A request to scroll the object into view.
     scrollTo,
+    /// A request to scroll a text to its caret.
+    scrollToCaret,
   };
 
   /// The raw name, "AXPress".

@@ -74,6 +74,8 @@ AXErrorCode ElementWriter::perform(const LinuxElement& element, const std::strin
       BusWriter(message).uint32(scrollAnywhere);
       return demand(message);
     }
+    case ActionTranslation::Means::scrollToCaret:
+      return scrollToCaret(object);
   }
   return AXError::actionUnsupported;
 }
@@ -82,6 +84,14 @@ AXErrorCode ElementWriter::doOwnAction(const AccessibleReference& object, int nu
   BusMessage message = call(object, accessibility::action, "DoAction");
   BusWriter(message).int32(number);
   return demand(message);
+}
+
+AXErrorCode ElementWriter::scrollToCaret(const AccessibleReference& object) {
+  const auto caret =
+      static_cast<std::int32_t>(reader_.tree().read(object, baseFacets | textSelectionFacet).caret);
+  BusMessage message = call(object, accessibility::text, "ScrollSubstringTo");
+  BusWriter(message).int32(caret).int32(caret).uint32(scrollAnywhere);
+  return demand(message, AXError::failure);
 }
 
 AXErrorCode ElementWriter::step(const AccessibleReference& object, int direction) {

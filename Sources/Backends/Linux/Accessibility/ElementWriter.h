@@ -24,6 +24,7 @@ class ElementWriter {
   AXErrorCode setSelectedChildren(const LinuxElement& element, const AXValue& value);
   AXErrorCode setSelectedTextRange(const AccessibleReference& object, const AXValue& value);
   AXErrorCode setSelectedText(const AccessibleReference& object, const AXValue& value);
+  AXErrorCode scrollToCaret(const AccessibleReference& object);
   AXErrorCode step(const AccessibleReference& object, int direction);
   AXErrorCode doOwnAction(const AccessibleReference& object, int number);
   AXErrorCode selectRow(const AccessibleReference& table, std::int32_t childIndex, bool selected);

@@ -56,6 +56,13 @@ TEST(ActionTableTests, ValuesAreSteppedWhereAPersonSetsThem) {
       (Names{"AXIncrement", "AXDecrement"}));
 }
 
+TEST(ActionTableTests, ATextThatCanBeEditedScrollsToItsCaret) {
+  AccessibleFacts facts = factsWith(Role::text, {}, textInterface | editableTextInterface);
+  EXPECT_EQ(translate(facts), Names{}) << "not while it is read-only";
+  facts.states |= std::uint64_t{1} << static_cast<int>(AccessibleState::editable);
+  EXPECT_EQ(translate(facts), Names{"AXScrollToVisible"});
+}
+
 TEST(ActionTableTests, ABrowsersDefaultActionCountsOnControlsOnly) {
   EXPECT_EQ(translate(factsWith(Role::pageTab, {"doDefault"}), Toolkit::chromium), Names{"AXPress"});
   EXPECT_EQ(translate(factsWith(Role::panel, {"doDefault", "showContextMenu"}), Toolkit::chromium), Names{});
