@@ -39,8 +39,13 @@ class CountedScope : public AXReadScope {
 
 }  // namespace
 
+ScriptedAccessibility::~ScriptedAccessibility() {
+  for (const auto& element : elements_) at(element) = {};
+}
+
 AXElement ScriptedAccessibility::add(std::optional<std::int32_t> pid, Node node, bool isSystemWide) {
-  return AXElement(std::make_shared<ScriptedElement>(pid, std::move(node), isSystemWide));
+  elements_.emplace_back(std::make_shared<ScriptedElement>(pid, std::move(node), isSystemWide));
+  return elements_.back();
 }
 
 AXElement ScriptedAccessibility::add(std::int32_t pid, Node node) {

@@ -41,6 +41,8 @@ class ScriptedAccessibility : public AccessibilityPort {
   };
 
   explicit ScriptedAccessibility(WorkQueue& mainQueue) : mainQueue_(mainQueue) {}
+  /// Empties every element, since elements may name each other in circles.
+  ~ScriptedAccessibility() override;
 
   AXElement add(std::int32_t pid, Node node = {});
   /// An element whose process cannot be told.
@@ -110,6 +112,7 @@ class ScriptedAccessibility : public AccessibilityPort {
 
   WorkQueue& mainQueue_;
   mutable Mutex mutex_;
+  std::vector<AXElement> elements_;
   std::map<std::int32_t, AXElement> applications_;
   std::vector<std::string> calls_;
   std::map<std::string, std::vector<float>> timeouts_;
