@@ -40,7 +40,7 @@ TEST_F(GTK3TreeTests, AWidgetGalleryReadsAsAPersonSeesIt) {
   EXPECT_EQ(placeholder->role, "AXTextField");
   EXPECT_EQ(placeholder->placeholder, "Click icon to change mode");
   EXPECT_TRUE(placeholder->isSettable);
-  EXPECT_EQ(placeholder->actions, std::vector<std::string>{"AXConfirm"});
+  EXPECT_EQ(placeholder->actions, (std::vector<std::string>{"AXConfirm", "AXScrollToVisible"}));
 
   std::vector<std::int64_t> states;
   int disabled = 0;
