@@ -13,8 +13,7 @@ namespace tavik {
 /// One thing that the system did to the simulated desktop, or the desktop to it.
 struct JournalEntry {
   MonotonicTime time;
-  /// What was done: "perform", "set", "read", "timeout", "notify", "capture", "launch", "activate",
-  /// "request", "resume", "signal", or what a port that posts events calls it.
+  /// What was done: "perform", "set", "read", "timeout" or "capture".
   std::string kind;
   std::int32_t pid = 0;
   /// What it was done to: "button 'Save'".

@@ -1,5 +1,7 @@
 #include "Backends/Simulated/SimulatedApplication.h"
 
+#include <utility>
+
 #include "Backends/Simulated/Accessibility/ElementModel.h"
 
 namespace tavik {
@@ -36,7 +38,10 @@ void SimulatedApplication::activate() const {
 }
 
 void SimulatedApplication::hide() const {
-  model_->look([&] { node_->isHidden = true; });
+  model_->change([&](ElementEffects& effects) {
+    if (std::exchange(node_->isHidden, true)) return;
+    effects.notify(*node_->root, "AXApplicationHidden");
+  });
 }
 
 void SimulatedApplication::exit() const {

@@ -47,6 +47,11 @@ bool isOfSelection(const ElementNode& node, const std::string& attribute) {
   return !attribute.empty() && roleCustoms(node.role).selectionAttribute == attribute;
 }
 
+std::string selectionNotification(const ElementNode& container) {
+  const bool hasRows = roleCustoms(container.role).selectionAttribute == "AXSelectedRows";
+  return hasRows ? "AXSelectedRowsChanged" : "AXSelectedChildrenChanged";
+}
+
 std::vector<ElementNode*> withRole(const std::vector<ElementNode*>& nodes, const std::string& role) {
   std::vector<ElementNode*> chosen;
   std::ranges::copy_if(nodes, std::back_inserter(chosen), [&](const auto* node) { return node->role == role; });
@@ -230,6 +235,10 @@ AXResult<AXValue> ElementModel::readParameterizedLocked(ElementNode& node, const
 }
 
 bool ElementModel::isSettableLocked(ElementNode& node, const std::string& attribute) const {
+  if (node.extras) {
+    const auto& said = node.extras->settable;
+    if (const auto own = said.find(attribute); own != said.end()) return own->second;
+  }
   if (const auto* own = stored(node, attribute); own && own->settable) return *own->settable;
   return isMember(roleCustoms(node.role).settable, attribute);
 }
@@ -351,8 +360,7 @@ void ElementModel::selectLocked(ElementNode& container, const std::vector<Elemen
   for (ElementNode* child : container.children) {
     if (stored(*child, "AXSelected")) storeLocked(*child, "AXSelected", isMember(chosen, child));
   }
-  const bool hasRows = roleCustoms(container.role).selectionAttribute == "AXSelectedRows";
-  effects.notify(container, hasRows ? "AXSelectedRowsChanged" : "AXSelectedChildrenChanged");
+  effects.notify(container, selectionNotification(container));
 }
 
 void ElementModel::selectOneLocked(ElementNode& node, bool isSelected, ElementEffects& effects) {
@@ -360,7 +368,7 @@ void ElementModel::selectOneLocked(ElementNode& node, bool isSelected, ElementEf
   const bool isAlone = !container || roleCustoms(container->role).selectionAttribute.empty();
   if (isAlone || !isSelected) {
     storeLocked(node, "AXSelected", isSelected);
-    if (container) effects.notify(*container, "AXSelectedChildrenChanged");
+    if (container) effects.notify(*container, selectionNotification(*container));
     return;
   }
   selectLocked(*container, {&node}, effects);

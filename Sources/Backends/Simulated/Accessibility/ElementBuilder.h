@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,6 +42,8 @@ class ElementBuilder {
     std::vector<std::pair<std::string, ParameterizedAnswer>> parameterized;
     /// Shown by a press (pop-up and menu buttons) or AXShowMenu (all others).
     std::vector<ElementBuilder> menu;
+    /// What a test said of attributes, also of those that are derived.
+    std::map<std::string, bool> settable;
     std::optional<double> contentHeight;
     bool computesVisibleChildren = false;
     bool isInert = false;

@@ -151,6 +151,7 @@ void ElementModel::removeLocked(ElementNode& node, ElementEffects& effects) {
   }
   if (node.parent) {
     std::erase(node.parent->children, &node);
+    if (node.parent->shownMenu == &node) node.parent->shownMenu = nullptr;
     if (node.role == "AXRow") effects.notify(*node.parent, "AXRowCountChanged");
   }
   std::erase_if(application.windows, isGone);

@@ -73,6 +73,11 @@ int Fault::metCalls() const {
   return state_->met;
 }
 
+bool Fault::isAboutOneName() const {
+  MutexLock lock(state_->mutex);
+  return !state_->call.name.empty();
+}
+
 std::optional<Fault::Effect> Fault::meet(AXOperation operation, const std::string& name) const {
   MutexLock lock(state_->mutex);
   State& state = *state_;

@@ -90,6 +90,8 @@ class Fault {
     bool serves = false;
     std::function<void()> body;
   };
+  /// Whether it meets calls on one attribute, action or notification only.
+  bool isAboutOneName() const;
   /// Counts the call and says what it meets; nothing when the fault is not, or no
   /// longer, about it.
   std::optional<Effect> meet(AXOperation operation, const std::string& name) const;

@@ -55,7 +55,13 @@ class SimulatedAccessibility : public AccessibilityPort {
     /// The application does what it was asked, whatever the answer.
     bool isServed = true;
   };
-  Passage enter(const AXElement& element, AXOperation operation, const std::string& name);
+  enum class FaultsMet {
+    all,
+    /// Those about one attribute only.
+    named,
+  };
+  Passage enter(const AXElement& element, AXOperation operation, const std::string& name,
+                FaultsMet met = FaultsMet::all);
   AXErrorCode spend(const Fault::Effect& effect, const Fault& fault, double timeoutSeconds);
   /// What the application makes of a written value; nothing when it ignores it.
   std::optional<AXValue> rewritten(const ElementNode& node, const std::string& attribute, const AXValue& value);

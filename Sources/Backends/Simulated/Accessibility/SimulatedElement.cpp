@@ -1,6 +1,7 @@
 #include "Backends/Simulated/Accessibility/SimulatedElement.h"
 
 #include <limits>
+#include <unordered_set>
 
 #include "Backends/Simulated/Accessibility/ElementModel.h"
 
@@ -66,9 +67,11 @@ SimulatedElement SimulatedElement::child(std::size_t index) const { return child
 SimulatedElement SimulatedElement::find(const std::string& identifierOrTitle) const {
   SimulatedElement titled;
   std::vector<SimulatedElement> open{*this};
+  std::unordered_set<const ElementNode*> seen;
   while (!open.empty()) {
     const SimulatedElement candidate = open.back();
     open.pop_back();
+    if (!seen.insert(candidate.node_).second) continue;
     if (textIn(candidate.get("AXIdentifier")) == identifierOrTitle) return candidate;
     if (!titled && textIn(candidate.get("AXTitle")) == identifierOrTitle) titled = candidate;
     const auto children = candidate.children();
@@ -108,7 +111,8 @@ void SimulatedElement::setQuietly(const std::string& attribute, AXValue value) c
 
 void SimulatedElement::setSettable(const std::string& attribute, bool isSettable) const {
   model_->look([&] {
-    model_->storeLocked(*node_, attribute, model_->readLocked(*node_, attribute).value, isSettable);
+    if (!node_->extras) node_->extras = std::make_shared<ElementBuilder::Extras>();
+    node_->extras->settable[attribute] = isSettable;
   });
 }
 
