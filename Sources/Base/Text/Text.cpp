@@ -162,6 +162,15 @@ std::optional<std::string> utf16Slice(std::string_view text, long location, long
   return utf8(string.tempSubStringBetween(start, end));
 }
 
+std::u16string utf16(std::string_view text) {
+  const icu::UnicodeString string = unicode(text);
+  return {string.getBuffer(), static_cast<std::size_t>(string.length())};
+}
+
+std::string utf8(std::u16string_view units) {
+  return utf8(icu::UnicodeString(units.data(), static_cast<std::int32_t>(units.size())));
+}
+
 std::string repairedUTF8(std::string_view text) { return isASCII(text) ? std::string(text) : utf8(unicode(text)); }
 
 bool matches(std::string_view text, const std::string& pattern, bool ignoringCase) {

@@ -37,6 +37,10 @@ std::string replacingAll(std::string_view text, std::string_view what, std::stri
 long utf16Length(std::string_view text);
 std::optional<std::string> utf16Slice(std::string_view text, long location, long length);
 
+/// The UTF-16 units of a text, and the text of UTF-16 units.
+std::u16string utf16(std::string_view text);
+std::string utf8(std::u16string_view units);
+
 /// The text with every ill-formed sequence replaced by U+FFFD.
 std::string repairedUTF8(std::string_view text);
 

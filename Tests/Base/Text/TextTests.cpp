@@ -96,6 +96,13 @@ TEST(Text, slicesThatLeaveTheTextAreAbsent) {
   EXPECT_EQ(utf16Slice("hello", kHuge, kHuge), std::nullopt);
 }
 
+TEST(Text, turnsIntoUTF16UnitsAndBack) {
+  EXPECT_EQ(utf16("a\u00E4\U0001F600"), u"a\u00E4\U0001F600");
+  EXPECT_EQ(utf16(kBrokenUTF8), u"a\uFFFDb");
+  EXPECT_EQ(utf8(u"a\u00E4\U0001F600"), "a\u00E4\U0001F600");
+  EXPECT_EQ(utf8(std::u16string_view(u"\xD83D")), "\uFFFD");
+}
+
 TEST(Text, replacesBytesThatAreNoUTF8) {
   EXPECT_EQ(repairedUTF8("ok \u00E4"), "ok \u00E4");
   EXPECT_EQ(repairedUTF8(kBrokenUTF8), "a\uFFFDb");
