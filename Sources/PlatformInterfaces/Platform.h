@@ -8,6 +8,7 @@
 #include "PlatformInterfaces/PreferencesPort.h"
 #include "PlatformInterfaces/ProcessPort.h"
 #include "PlatformInterfaces/RequestTransportPort.h"
+#include "PlatformInterfaces/ScreenCapturePort.h"
 #include "PlatformInterfaces/SignalPort.h"
 #include "PlatformInterfaces/SystemLogPort.h"
 #include "PlatformInterfaces/WindowServerPort.h"
@@ -19,6 +20,7 @@ namespace tavik {
 struct Platform {
   AccessibilityPort& accessibility;
   WindowServerPort& windowServer;
+  ScreenCapturePort& screenCapture;
   ImageCodingPort& imageCoding;
   WorkspacePort& workspace;
   RequestTransportPort& requestTransport;

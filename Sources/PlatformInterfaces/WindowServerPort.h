@@ -20,6 +20,8 @@ struct WindowRecord {
   bool isOnScreen = false;
   /// 0 for ordinary windows, above it for panels, menus and docks.
   int layer = 0;
+
+  bool operator==(const WindowRecord&) const = default;
 };
 
 /// Which windows a list holds; raw values combine.

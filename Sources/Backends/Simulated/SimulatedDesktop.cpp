@@ -8,10 +8,11 @@ SimulatedDesktop::SimulatedDesktop(Scheduler& scheduler, MainQueue& mainQueue)
       model_(scheduler, mainQueue),
       accessibility_(model_, journal_),
       windowServer_(model_, journal_),
+      screenCapture_(windowServer_, journal_),
       workspace_(model_),
       transport_(scheduler, mainQueue),
       signals_(mainQueue),
-      platform_{accessibility_, windowServer_, imageCoding_, workspace_, transport_,
+      platform_{accessibility_, windowServer_, screenCapture_, imageCoding_, workspace_, transport_,
                 codeIdentity_,  preferences_,  process_,     signals_,   systemLog_} {}
 
 SimulatedApplication SimulatedDesktop::application(const std::string& name, const std::string& bundleIdentifier,

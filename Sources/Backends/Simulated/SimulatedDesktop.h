@@ -9,6 +9,7 @@
 #include "Backends/Simulated/Accessibility/SimulatedAccessibility.h"
 #include "Backends/Simulated/Journal.h"
 #include "Backends/Simulated/Screen/SimulatedImageCoding.h"
+#include "Backends/Simulated/Screen/SimulatedScreenCapture.h"
 #include "Backends/Simulated/Screen/SimulatedWindowServer.h"
 #include "Backends/Simulated/Screen/SimulatedWorkspace.h"
 #include "Backends/Simulated/SimulatedApplication.h"
@@ -49,6 +50,7 @@ class SimulatedDesktop {
 
   Journal& journal() { return journal_; }
   SimulatedWindowServer& windowServer() { return windowServer_; }
+  SimulatedScreenCapture& screenCapture() { return screenCapture_; }
   SimulatedRequestTransport& transport() { return transport_; }
   SimulatedCodeIdentity& codeIdentity() { return codeIdentity_; }
   SimulatedPreferences& preferences() { return preferences_; }
@@ -65,6 +67,7 @@ class SimulatedDesktop {
   ElementModel model_;
   SimulatedAccessibility accessibility_;
   SimulatedWindowServer windowServer_;
+  SimulatedScreenCapture screenCapture_;
   SimulatedImageCoding imageCoding_;
   SimulatedWorkspace workspace_;
   SimulatedRequestTransport transport_;

@@ -1,9 +1,8 @@
 #include "ComputerUsePlatform/Capture/ApplicationSnapshotCapture.h"
 
-#include <algorithm>
-#include <cmath>
+#include <utility>
 
-#include "ComputerUsePlatform/Windows/ApplicationWindow.h"
+#include "SlimCore/Logging/TavikComputerUseLogger.h"
 
 namespace tavik {
 
@@ -11,93 +10,143 @@ namespace {
 
 constexpr int treeDepth = 50;
 constexpr double treeBuildSeconds = 5;
-constexpr double shorterSidePixels = 768;
+constexpr double screenCaptureKitSeconds = 3;
+constexpr double windowImageSeconds = 1.5;
 
 }  // namespace
 
-ApplicationSnapshotCaptureError ApplicationSnapshotCaptureError::noTargetWindow(std::int32_t pid) {
-  return {0, "No visible target window available for pid " + std::to_string(pid)};
-}
-
-ApplicationSnapshotCaptureError ApplicationSnapshotCaptureError::invalidWindowSize(std::uint32_t windowID) {
-  return {1, "Skipping screenshot capture with invalid size for window " + std::to_string(windowID)};
-}
-
-ApplicationSnapshotCaptureError ApplicationSnapshotCaptureError::windowScreenshotUnavailable(std::uint32_t windowID) {
-  return {2, "Screenshot capture failed for target window " + std::to_string(windowID)};
-}
-
-ApplicationSnapshotCaptureError ApplicationSnapshotCaptureError::pngWriteFailed() {
-  return {4, "Failed to write PNG screenshot to disk"};
-}
-
-LoggedError ApplicationSnapshotCaptureError::loggedError() const {
-  return {"ApplicationSnapshotCaptureError", "ApplicationSnapshotCaptureError", code_};
-}
-
-ApplicationSnapshotCapture::ApplicationSnapshotCapture(AXWrapper& access, WindowServerPort& windowServer,
-                                                       ImageCodingPort& imageCoding,
-                                                       UIElementTreeTransformationRunner& transformations,
-                                                       Scheduler& scheduler)
+ApplicationSnapshotCapture::ApplicationSnapshotCapture(
+    AXWrapper& access, WindowServerPort& windowServer, WindowServerAccessBroker& broker,
+    ApplicationWindows& applicationWindows, WindowScreenshot& screenshot, CaptureCoordinator& coordinator,
+    const UIElementTreeTransformationRunner& transformations, CaptureEnvironment environment, Scheduler& scheduler)
     : access_(access),
       windowServer_(windowServer),
-      imageCoding_(imageCoding),
+      broker_(broker),
+      applicationWindows_(applicationWindows),
+      screenshot_(screenshot),
+      coordinator_(coordinator),
       transformations_(transformations),
+      environment_(std::move(environment)),
       scheduler_(scheduler) {}
 
-ApplicationSnapshotCapture::CaptureResult ApplicationSnapshotCapture::capture(std::int32_t pid) {
+ApplicationSnapshotCapture::CaptureResult ApplicationSnapshotCapture::capture(std::int32_t pid,
+                                                                              const Options& options) {
   // One reading serves the window search, the build and the passes.
   const auto readScope = access_.port().beginReadScope(access_.port().createApplication(pid));
-  WindowServerWindowSnapshot windows(windowServer_);
-  const auto target = preferredTargetWindowCandidate(pid, windows);
+  WindowServerWindowSnapshot windows(broker_);
+  const auto target = options.preferredTargetWindowID
+                          ? targetWindowSnapshot(*options.preferredTargetWindowID, pid, windows)
+                          : preferredTargetWindowCandidate(pid, windows);
+  const auto root = rootElement(pid, target, windows);
+  const CapturePolicy policy =
+      options.capturePolicy.value_or(defaultCapturePolicy(pid, target.has_value(), environment_));
 
   CaptureResult result;
-  result.tree = UIElementTree::build(access_, scheduler_, pid, rootElement(pid, target), treeDepth,
-                                     seconds(treeBuildSeconds));
   if (target) {
     result.targetWindowID = target->windowID;
     result.targetWindowBounds = target->bounds;
   }
-  try {
-    Screenshot screenshot = captureScreenshot(pid, target);
-    result.screenshotData = std::move(screenshot.png);
-    result.scaledScreenSize = screenshot.pixelSize;
-  } catch (const ApplicationSnapshotCaptureError& error) {
-    TavikComputerUseLogger::warning(LogCategory::capture, "capture_failed",
-                                    {{"targetPid", pid}, {"error", static_cast<const std::exception&>(error)}});
-    result.screenshotErrorDescription = error.description();
-  }
+  result.tree = UIElementTree::build(access_, scheduler_, pid, root, treeDepth, seconds(treeBuildSeconds));
+  addScreenshot(result, pid, target, policy, options);
   transformations_.transform(*result.tree);
+  result.axTreeText = result.tree->serializeForAppState();
+  result.cursorPosition = windowServer_.mouseLocation();
   return result;
 }
 
 std::optional<AXElement> ApplicationSnapshotCapture::rootElement(std::int32_t pid,
-                                                                 const std::optional<TargetWindowCandidate>& target) {
+                                                                 const std::optional<TargetWindowCandidate>& target,
+                                                                 WindowServerWindowSnapshot& windows) {
   if (!target) return std::nullopt;
-  return ApplicationWindow::bestMatchingAXWindow(access_, target->bounds, target->title,
-                                                 ApplicationWindow::axWindows(access_, pid));
+  const auto window = applicationWindows_.window(pid, target->windowID, &windows);
+  return window ? std::optional(window->axWindow) : std::nullopt;
 }
 
-std::optional<Size> ApplicationSnapshotCapture::singleWindowCaptureSize(const Rect& frame) {
-  if (!(frame.size.width > 0) || !(frame.size.height > 0)) return std::nullopt;
-  const double factor = shorterSidePixels / std::min(frame.size.width, frame.size.height);
-  return Size{std::max(1.0, std::ceil(frame.size.width * factor)), std::max(1.0, std::ceil(frame.size.height * factor))};
+void ApplicationSnapshotCapture::addScreenshot(CaptureResult& result, std::int32_t pid,
+                                               const std::optional<TargetWindowCandidate>& target,
+                                               CapturePolicy policy, const Options& options) {
+  const auto log = [&](LogLevel level, const char* event, const std::exception& error, LogFields fields) {
+    fields.insert({{"policy", rawValue(policy)}, {"targetPid", pid}, {"tool", options.toolName}, {"error", error}});
+    TavikComputerUseLogger::log(level, LogCategory::capture, event, fields);
+    result.screenshotErrorDescription = error.what();
+  };
+  try {
+    Screenshot screenshot = captureScreenshot(pid, target, options.excludeWindowIDs, policy, options.toolName);
+    result.screenshotData = std::move(screenshot.artifact.pngData);
+    result.scaledScreenSize = screenshot.artifact.pixelSize;
+    if (screenshot.windowBounds) result.targetWindowBounds = screenshot.windowBounds;
+  } catch (const CancellationError&) {
+    throw;
+  } catch (const CaptureCoordinatorError& error) {
+    switch (error.kind()) {
+      case CaptureCoordinatorError::Kind::skipped:
+        return log(LogLevel::info, "capture_skipped", error, {});
+      case CaptureCoordinatorError::Kind::timedOut:
+        return log(LogLevel::warning, "capture_failed", error, {{"outcome", "timeout"}});
+      case CaptureCoordinatorError::Kind::unavailable:
+        return log(LogLevel::warning, "capture_failed", error, {{"outcome", "unavailable"}});
+    }
+  } catch (const std::exception& error) {
+    log(LogLevel::warning, "capture_failed", error, {{"outcome", "failed"}});
+  }
 }
 
 ApplicationSnapshotCapture::Screenshot ApplicationSnapshotCapture::captureScreenshot(
-    std::int32_t pid, const std::optional<TargetWindowCandidate>& target) {
-  if (!target) throw ApplicationSnapshotCaptureError::noTargetWindow(pid);
-  const auto size = singleWindowCaptureSize(target->bounds);
-  if (!size) throw ApplicationSnapshotCaptureError::invalidWindowSize(target->windowID);
-  const auto image = windowServer_.createWindowImage(target->windowID);
-  if (!image) throw ApplicationSnapshotCaptureError::windowScreenshotUnavailable(target->windowID);
-  auto png = imageCoding_.encodePNG(
-      imageCoding_.scaled(*image, static_cast<int>(size->width), static_cast<int>(size->height)));
-  if (!png) throw ApplicationSnapshotCaptureError::pngWriteFailed();
-  TavikComputerUseLogger::info(
-      LogCategory::capture, "screenshot_encoded",
-      {{"backend", "cgwindow"}, {"width", static_cast<int>(size->width)}, {"height", static_cast<int>(size->height)}});
-  return {std::move(*png), *size};
+    std::optional<std::int32_t> pid, const std::optional<TargetWindowCandidate>& target,
+    const std::vector<std::uint32_t>& excludeWindowIDs, CapturePolicy policy,
+    const std::optional<std::string>& toolName) {
+  if (policy == CapturePolicy::axOnly) throw CaptureCoordinatorError::skipped("capture policy AX_ONLY");
+
+  const auto ofTarget = [&](CaptureArtifact artifact) -> Screenshot {
+    if (!target) return {std::move(artifact), std::nullopt, std::nullopt};
+    return {std::move(artifact), target->windowID, target->bounds};
+  };
+  if (policy == CapturePolicy::safeWindowImage) {
+    if (!target) throw CaptureCoordinatorError::skipped("safe window capture requires a target app");
+    return ofTarget(captureCGWindowScreenshot(target->windowID, toolName, policy, pid));
+  }
+  const bool isAboutAWindow = policy == CapturePolicy::sckWindowImage;
+  if (isAboutAWindow && !target) throw ApplicationSnapshotCaptureError::noTargetWindow(pid.value_or(0));
+  const auto windowID = isAboutAWindow ? std::optional(target->windowID) : std::nullopt;
+  try {
+    return ofTarget(captureScreenCaptureKitScreenshot(pid, windowID, excludeWindowIDs, policy, toolName));
+  } catch (const CancellationError&) {
+    throw;
+  } catch (const std::exception& error) {
+    const auto* captureError = dynamic_cast<const CaptureCoordinatorError*>(&error);
+    // Behind a capture that hangs, a second way would only hang as well.
+    const bool hangs = captureError && captureError->kind() == CaptureCoordinatorError::Kind::timedOut;
+    if (hangs || !isAboutAWindow || !pid) throw;
+  }
+  TavikComputerUseLogger::warning(
+      LogCategory::capture, "capture_fallback",
+      {{"windowId", target->windowID}, {"backend", "sck"}, {"fallback", "cgwindow"}, {"reason", "sck_failed"}});
+  return ofTarget(captureCGWindowScreenshot(target->windowID, toolName, policy, pid));
+}
+
+CaptureArtifact ApplicationSnapshotCapture::captureCGWindowScreenshot(std::uint32_t windowID,
+                                                                      const std::optional<std::string>& toolName,
+                                                                      CapturePolicy policy,
+                                                                      std::optional<std::int32_t> pid) {
+  return coordinator_.capture({pid, windowID, policy, CaptureBackend::cgWindow}, toolName, windowImageSeconds,
+                              [this, windowID](const std::string& file) {
+                                return screenshot_.captureCGWindowScreenshotUnsafe(windowID, file);
+                              });
+}
+
+CaptureArtifact ApplicationSnapshotCapture::captureScreenCaptureKitScreenshot(
+    std::optional<std::int32_t> pid, std::optional<std::uint32_t> windowID,
+    const std::vector<std::uint32_t>& excludeWindowIDs, CapturePolicy policy,
+    const std::optional<std::string>& toolName) {
+  return coordinator_.capture({pid, windowID, policy, CaptureBackend::screenCaptureKit}, toolName,
+                              screenCaptureKitSeconds, [this, windowID, excludeWindowIDs](const std::string& file) {
+                                return screenshot_.captureScreenCaptureKitScreenshot(windowID, excludeWindowIDs, file);
+                              });
+}
+
+std::optional<TargetWindowCandidate> ApplicationSnapshotCapture::preferredTargetWindowSnapshot(std::int32_t pid) {
+  WindowServerWindowSnapshot windows(broker_);
+  return preferredTargetWindowCandidate(pid, windows);
 }
 
 }  // namespace tavik

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "Base/Concurrency/Mutex.h"
+#include "ComputerUsePlatform/Windows/WindowServerAccessBroker.h"
 #include "PlatformInterfaces/WindowServerPort.h"
 
 namespace tavik {
@@ -15,15 +18,24 @@ namespace tavik {
 /// later answer stays.
 class WindowServerWindowSnapshot {
  public:
-  explicit WindowServerWindowSnapshot(WindowServerPort& windowServer) : windowServer_(windowServer) {}
+  using WindowList = std::vector<WindowRecord>;
+  using Loader =
+      std::function<std::optional<WindowList>(std::uint32_t options, std::uint32_t relativeToWindow, const char* reason)>;
+
+  explicit WindowServerWindowSnapshot(Loader loader) : loader_(std::move(loader)) {}
+  explicit WindowServerWindowSnapshot(WindowServerAccessBroker& broker)
+      : WindowServerWindowSnapshot([&broker](std::uint32_t options, std::uint32_t relativeToWindow, const char* reason) {
+          return broker.copyWindowInfo(options, relativeToWindow, reason);
+        }) {}
 
   /// From front to back; absent when the window server did not answer.
-  std::optional<std::vector<WindowRecord>> copyWindowInfo(std::uint32_t options, std::uint32_t relativeToWindow = 0);
+  std::optional<WindowList> copyWindowInfo(std::uint32_t options, std::uint32_t relativeToWindow, const char* reason);
+  std::optional<WindowList> onScreenNonDesktopWindows(const char* reason);
 
  private:
-  WindowServerPort& windowServer_;
-  Mutex mutex_;
-  std::map<std::pair<std::uint32_t, std::uint32_t>, std::vector<WindowRecord>> cache_;
+  const Loader loader_;
+  Mutex lock_;
+  std::map<std::pair<std::uint32_t, std::uint32_t>, WindowList> cache_;
 };
 
 }  // namespace tavik

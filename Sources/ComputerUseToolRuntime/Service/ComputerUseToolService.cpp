@@ -1,8 +1,27 @@
 #include "ComputerUseToolRuntime/Service/ComputerUseToolService.h"
 
+#include <cstdlib>
+
 #include "ComputerUseToolRuntime/Apps/AppList.h"
 
 namespace tavik {
+
+namespace {
+
+#if defined(__x86_64__)
+constexpr bool isIntelX86_64 = true;
+#else
+constexpr bool isIntelX86_64 = false;
+#endif
+
+CaptureEnvironment captureEnvironment(Platform& platform) {
+  return {.backend = platform.process.environment(CaptureEnvironment::backendVariable),
+          .osMajorVersion = std::atoi(platform.process.operatingSystemVersion().c_str()),
+          .isIntelX86_64 = isIntelX86_64,
+          .hasScreenCaptureKit = platform.screenCapture.isAvailable()};
+}
+
+}  // namespace
 
 ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& access,
                                                AppSearchEngine& appSearchEngine, Scheduler& scheduler)
@@ -11,7 +30,14 @@ ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& ac
       sessionStateSerializationGate_(scheduler),
       resolver_(platform.workspace),
       transformations_(platform.workspace),
-      capture_(access, platform.windowServer, platform.imageCoding, transformations_, scheduler),
+      windowServerAccess_(platform.windowServer, scheduler),
+      windowUtilities_(platform.windowServer, windowServerAccess_),
+      applicationWindows_(access, windowServerAccess_),
+      windowScreenshot_(platform.windowServer, platform.screenCapture, platform.imageCoding, windowUtilities_,
+                        scheduler),
+      captureCoordinator_(platform.windowServer, scheduler, platform.process.environment("TMPDIR").value_or("/tmp")),
+      capture_(access, platform.windowServer, windowServerAccess_, applicationWindows_, windowScreenshot_,
+               captureCoordinator_, transformations_, captureEnvironment(platform), scheduler),
       stateReader_(resolver_, capture_, access, platform.workspace, session_, scheduler),
       postActionState_(stateReader_),
       clickAction_(access, scheduler),

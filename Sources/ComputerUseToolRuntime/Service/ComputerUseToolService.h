@@ -66,6 +66,11 @@ class ComputerUseToolService {
   ToolSession session_;
   AppResolver resolver_;
   UIElementTreeTransformationRunner transformations_;
+  WindowServerAccessBroker windowServerAccess_;
+  WindowUtilities windowUtilities_;
+  ApplicationWindows applicationWindows_;
+  WindowScreenshot windowScreenshot_;
+  CaptureCoordinator captureCoordinator_;
   ApplicationSnapshotCapture capture_;
   AppStateReader stateReader_;
   PostActionState postActionState_;

@@ -65,7 +65,7 @@ ToolResult AppStateReader::getAppState(const std::string& app) {
   const std::string appName = running && running->localizedName ? *running->localizedName : app;
 
   const auto readScope = access_.port().beginReadScope(access_.port().createApplication(resolved.pid));
-  auto captured = capture_.capture(resolved.pid);
+  auto captured = capture_.capture(resolved.pid, {.toolName = "get_app_state"});
   const std::string treeText = captured.tree->serializeForAppState();
 
   ToolResult result;

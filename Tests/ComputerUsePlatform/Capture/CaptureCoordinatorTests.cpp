@@ -9,6 +9,7 @@
 
 #include "Backends/Simulated/Screen/SimulatedImageCoding.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/SeedCount.h"
 #include "Tests/Support/SimulatedWorld.h"
 
 namespace tavik {
@@ -422,7 +423,7 @@ void checkRandomLoad(std::uint64_t seed) {
 }
 
 TEST(CaptureCoordinator, givesEachCallerOneAnswerAndNeverLosesItsGateUnderAnyInterleaving) {
-  for (std::uint64_t seed = 1; seed <= 10'000 && !testing::Test::HasFailure(); ++seed) {
+  for (std::uint64_t seed = 1; seed <= seedCount(10'000) && !testing::Test::HasFailure(); ++seed) {
     SCOPED_TRACE(seed);
     checkRandomLoad(seed);
   }
@@ -431,7 +432,7 @@ TEST(CaptureCoordinator, givesEachCallerOneAnswerAndNeverLosesItsGateUnderAnyInt
 TEST(CaptureCoordinator, forgetsADrainWhoseAnswerOvertookIt) {
   // The interleaving decides which comes first; both orders must end without a drain.
   int skipped = 0;
-  for (std::uint64_t seed = 1; seed <= 400; ++seed) {
+  for (std::uint64_t seed = 1; seed <= seedCount(400); ++seed) {
     CaptureDesk desk(seed);
     desk.run([&] {
       desk.take(CaptureDesk::window(1), desk.picture(1, seconds(1.5)));

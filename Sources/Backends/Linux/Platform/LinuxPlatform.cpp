@@ -18,6 +18,7 @@ LinuxPlatform::LinuxPlatform(MainQueue& mainQueue, std::string teamIdentifier)
       signals_(mainQueue),
       ports_{.accessibility = accessibility_,
              .windowServer = windowServer_,
+             .screenCapture = screenCapture_,
              .imageCoding = imageCoding_,
              .workspace = workspace_,
              .requestTransport = requestTransport_,

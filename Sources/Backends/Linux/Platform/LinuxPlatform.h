@@ -41,6 +41,7 @@ class LinuxPlatform {
 
   ATSPIAccessibilityPort accessibility_;
   X11WindowServer windowServer_;
+  NoScreenCapture screenCapture_;
   PixmanImageCoding imageCoding_;
   LinuxWorkspace workspace_;
   BusRequestTransport requestTransport_;

@@ -18,6 +18,8 @@ struct TargetWindowCandidate {
   /// Global points.
   Rect bounds;
   std::optional<std::string> title;
+
+  bool operator==(const TargetWindowCandidate&) const = default;
 };
 
 /// The window of the process that a person would call its main one: the frontmost
@@ -26,5 +28,14 @@ struct TargetWindowCandidate {
 /// window, are taken only when there is nothing else.
 std::optional<TargetWindowCandidate> preferredTargetWindowCandidate(std::int32_t pid,
                                                                     WindowServerWindowSnapshot& windows);
+
+/// The process's window of that number while it is on screen and usable; else the
+/// preferred one, so callers compare the number that they get.
+std::optional<TargetWindowCandidate> targetWindowSnapshot(std::uint32_t windowID, std::int32_t pid,
+                                                          WindowServerWindowSnapshot& windows);
+
+/// The window of that number, whosever it is.
+std::optional<TargetWindowCandidate> targetWindowCandidateFromSnapshot(std::uint32_t windowID,
+                                                                       WindowServerWindowSnapshot& windows);
 
 }  // namespace tavik
