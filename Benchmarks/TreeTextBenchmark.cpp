@@ -7,6 +7,7 @@
 
 #include "AccessibilitySupport/Tree/UIElementTree.h"
 #include "AccessibilitySupport/Tree/UIElementTreeTransformationRunner.h"
+#include "Tests/Support/EmptyWorkspace.h"
 
 // From a tree in memory to the text that the model reads: a mail window, half of it
 // table rows of cells, half of it web content, with as many items as the argument says.
@@ -15,13 +16,6 @@ namespace tavik {
 namespace {
 
 using Item = UIElementTreeItem;
-
-class NoApplications : public WorkspacePort {
- public:
-  std::vector<RunningApplication> runningApplications() override { return {}; }
-  std::optional<RunningApplication> runningApplication(std::int32_t) override { return std::nullopt; }
-  std::optional<RunningApplication> frontmostApplication() override { return std::nullopt; }
-};
 
 /// Adds items below others and counts them.
 class Planter {
@@ -100,7 +94,7 @@ std::shared_ptr<Item> mailWindow(int count) {
 
 void passesAndText(benchmark::State& state) {
   const auto window = mailWindow(static_cast<int>(state.range(0)));
-  NoApplications workspace;
+  EmptyWorkspace workspace;
   const UIElementTreeTransformationRunner runner(workspace);
   std::string text;
   for (auto _ : state) {

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "PlatformInterfaces/AccessibilityPort.h"
+#include "PlatformInterfaces/ApplicationIndexPort.h"
 #include "PlatformInterfaces/CodeIdentityPort.h"
 #include "PlatformInterfaces/ImageCodingPort.h"
 #include "PlatformInterfaces/PreferencesPort.h"
@@ -23,6 +24,7 @@ struct Platform {
   ScreenCapturePort& screenCapture;
   ImageCodingPort& imageCoding;
   WorkspacePort& workspace;
+  ApplicationIndexPort& applicationIndex;
   RequestTransportPort& requestTransport;
   CodeIdentityPort& codeIdentity;
   PreferencesPort& preferences;

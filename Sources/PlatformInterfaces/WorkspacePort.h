@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 namespace tavik {
@@ -31,10 +32,36 @@ struct RunningApplication {
   std::map<std::string, std::string> infoDictionary;
 };
 
-/// The running applications and the one in front. Operations may be called from
-/// any thread; they do not throw.
+/// What a bundle on the disk says of itself.
+struct ApplicationBundle {
+  /// A value of another type is empty.
+  using InfoValue = std::variant<std::monostate, bool, double, std::string>;
+
+  std::optional<std::string> bundleIdentifier;
+  std::map<std::string, InfoValue> infoDictionary;
+};
+
+/// How applications lie on the disk.
+struct ApplicationLayout {
+  /// What the path of every application ends with, in lower case: ".app".
+  std::string pathSuffix;
+  /// The folders in which applications are installed, the first wins.
+  std::vector<std::string> directories;
+};
+
+struct OpenConfiguration {
+  /// Whether the application may come to the front.
+  bool activates = true;
+  bool addsToRecentItems = true;
+};
+
+/// The running applications and the one in front; the installed ones and their
+/// launch. Operations may be called from any thread; they do not throw.
 class WorkspacePort {
  public:
+  /// Given nothing when the application was started, else the reason, for a person.
+  using OpenCompletionHandler = std::function<void(std::optional<std::string> error)>;
+
   virtual ~WorkspacePort() = default;
 
   virtual std::vector<RunningApplication> runningApplications() = 0;
@@ -42,6 +69,20 @@ class WorkspacePort {
   virtual std::optional<RunningApplication> runningApplication(std::int32_t pid) = 0;
   /// The application whose window the user works in.
   virtual std::optional<RunningApplication> frontmostApplication() = 0;
+
+  virtual ApplicationLayout applicationLayout() = 0;
+  /// The names of a folder's entries, in no order; none for a folder that cannot be
+  /// read.
+  virtual std::vector<std::string> contentsOfDirectory(const std::string& path) = 0;
+  /// Absent when there is no application at the path.
+  virtual std::optional<ApplicationBundle> bundle(const std::string& path) = 0;
+  /// Where the application with the identifier is installed.
+  virtual std::optional<std::string> urlForApplication(const std::string& withBundleIdentifier) = 0;
+  /// Starts the application at the path, or turns to it when it runs. Returns before
+  /// that is done; the handler is called once, on any thread, and may be called
+  /// before the return.
+  virtual void openApplication(const std::string& path, const OpenConfiguration& configuration,
+                               OpenCompletionHandler completionHandler) = 0;
 };
 
 }  // namespace tavik

@@ -41,7 +41,7 @@ struct RuntimeDesk {
   Platform& ports = desktop.platform();
   BundleIdentifiers identifiers{ports.preferences};
   AXWrapper access{ports.accessibility, ports.process, scheduler, mainQueue};
-  AppSearchEngine appSearchEngine{ports.workspace, scheduler};
+  AppSearchEngine appSearchEngine{ports.applicationIndex, ports.workspace, scheduler};
   ComputerUseToolService toolService{ports, access, appSearchEngine, scheduler};
   ComputerUseRequestRouter toolRequestRouter{toolService};
   /// Where a test puts a tool of its own; the real ones at first.

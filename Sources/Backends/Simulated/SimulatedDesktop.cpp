@@ -9,20 +9,31 @@ SimulatedDesktop::SimulatedDesktop(Scheduler& scheduler, MainQueue& mainQueue)
       accessibility_(model_, journal_),
       windowServer_(model_, journal_),
       screenCapture_(windowServer_, journal_),
-      workspace_(model_),
+      workspace_(model_, journal_, mainQueue),
       transport_(scheduler, mainQueue),
       signals_(mainQueue),
-      platform_{accessibility_, windowServer_, screenCapture_, imageCoding_, workspace_, transport_,
-                codeIdentity_,  preferences_,  process_,     signals_,   systemLog_} {}
+      platform_{.accessibility = accessibility_,
+                .windowServer = windowServer_,
+                .screenCapture = screenCapture_,
+                .imageCoding = imageCoding_,
+                .workspace = workspace_,
+                .applicationIndex = applicationIndex_,
+                .requestTransport = transport_,
+                .codeIdentity = codeIdentity_,
+                .preferences = preferences_,
+                .process = process_,
+                .signals = signals_,
+                .systemLog = systemLog_} {}
 
-SimulatedApplication SimulatedDesktop::application(const std::string& name, const std::string& bundleIdentifier,
-                                                   std::int32_t pid) {
+SimulatedApplication SimulatedDesktop::application(const std::string& name,
+                                                   const std::string& bundleIdentifier, std::int32_t pid) {
   RunningApplication record;
   record.pid = pid;
   record.localizedName = name;
   record.bundleIdentifier = bundleIdentifier;
   record.bundlePath = "/Applications/" + name + ".app";
-  process_.state(pid, SimulatedProcess::Record{0, *record.bundlePath + "/Contents/MacOS/" + name, std::nullopt, 0});
+  process_.state(
+      pid, SimulatedProcess::Record{0, *record.bundlePath + "/Contents/MacOS/" + name, std::nullopt, 0});
   return SimulatedApplication(model_, model_.addApplication(std::move(record)));
 }
 

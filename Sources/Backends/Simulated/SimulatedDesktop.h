@@ -13,6 +13,7 @@
 #include "Backends/Simulated/Screen/SimulatedWindowServer.h"
 #include "Backends/Simulated/Screen/SimulatedWorkspace.h"
 #include "Backends/Simulated/SimulatedApplication.h"
+#include "Backends/Simulated/System/SimulatedApplicationIndex.h"
 #include "Backends/Simulated/System/SimulatedCodeIdentity.h"
 #include "Backends/Simulated/System/SimulatedPreferences.h"
 #include "Backends/Simulated/System/SimulatedProcess.h"
@@ -42,7 +43,8 @@ class SimulatedDesktop {
   SimulatedDesktop& operator=(const SimulatedDesktop&) = delete;
 
   /// Starts an application, behind those that run.
-  SimulatedApplication application(const std::string& name, const std::string& bundleIdentifier, std::int32_t pid);
+  SimulatedApplication application(const std::string& name, const std::string& bundleIdentifier,
+                                   std::int32_t pid);
   /// Runs the work on the main queue when the delay is over.
   void after(Duration delay, std::function<void()> body) { mainQueue_.asyncAfter(delay, std::move(body)); }
   /// Scripts the calls on every element of the desktop.
@@ -51,6 +53,8 @@ class SimulatedDesktop {
   Journal& journal() { return journal_; }
   SimulatedWindowServer& windowServer() { return windowServer_; }
   SimulatedScreenCapture& screenCapture() { return screenCapture_; }
+  SimulatedWorkspace& workspace() { return workspace_; }
+  SimulatedApplicationIndex& applicationIndex() { return applicationIndex_; }
   SimulatedRequestTransport& transport() { return transport_; }
   SimulatedCodeIdentity& codeIdentity() { return codeIdentity_; }
   SimulatedPreferences& preferences() { return preferences_; }
@@ -70,6 +74,7 @@ class SimulatedDesktop {
   SimulatedScreenCapture screenCapture_;
   SimulatedImageCoding imageCoding_;
   SimulatedWorkspace workspace_;
+  SimulatedApplicationIndex applicationIndex_;
   SimulatedRequestTransport transport_;
   SimulatedCodeIdentity codeIdentity_;
   SimulatedPreferences preferences_;

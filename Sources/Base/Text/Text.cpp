@@ -1,6 +1,7 @@
 #include "Base/Text/Text.h"
 
 #include <unicode/brkiter.h>
+#include <unicode/coll.h>
 #include <unicode/regex.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
@@ -27,7 +28,9 @@ std::string utf8(const icu::UnicodeString& text) {
   return result;
 }
 
-bool isASCIISpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool isASCIISpace(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
 /// The break iterator of the calling thread; making one costs far more than using it.
 icu::BreakIterator& characterIterator() {
@@ -37,6 +40,26 @@ icu::BreakIterator& characterIterator() {
         icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
   }();
   return *iterator;
+}
+
+/// The user's locale. That of a process without one, "C", sorts by code; nobody reads
+/// lists in that order, so the order of all languages stands for it.
+icu::Locale readersLocale() {
+  const icu::Locale locale = icu::Locale::getDefault();
+  return std::string_view(locale.getVariant()) == "POSIX" ? icu::Locale::getRoot() : locale;
+}
+
+/// The collator of the calling thread, which tells letters and accents apart but not
+/// cases; null where ICU's data are missing.
+icu::Collator* caseInsensitiveCollator() {
+  thread_local const std::unique_ptr<icu::Collator> collator = [] {
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<icu::Collator> made(icu::Collator::createInstance(readersLocale(), status));
+    if (U_FAILURE(status)) return std::unique_ptr<icu::Collator>();
+    made->setStrength(icu::Collator::SECONDARY);
+    return made;
+  }();
+  return collator.get();
 }
 
 /// In ASCII only a carriage return before a line feed joins two into one.
@@ -84,7 +107,9 @@ std::string trimmed(std::string_view text) {
   return utf8(string.tempSubStringBetween(start, end));
 }
 
-bool isBlank(std::string_view text) { return trimmed(text).empty(); }
+bool isBlank(std::string_view text) {
+  return trimmed(text).empty();
+}
 
 bool containsWhiteSpace(std::string_view text) {
   if (std::any_of(text.begin(), text.end(), isASCIISpace)) return true;
@@ -105,7 +130,9 @@ std::string lowercased(std::string_view text) {
   return result;
 }
 
-bool contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+bool contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
 
 bool containsIgnoringCase(std::string_view text, std::string_view part) {
   return contains(lowercased(text), lowercased(part));
@@ -113,6 +140,13 @@ bool containsIgnoringCase(std::string_view text, std::string_view part) {
 
 bool hasPrefixIgnoringCase(std::string_view text, std::string_view prefix) {
   return lowercased(text).starts_with(lowercased(prefix));
+}
+
+int localizedCaseInsensitiveCompare(std::string_view a, std::string_view b) {
+  icu::Collator* collator = caseInsensitiveCollator();
+  if (collator == nullptr) return lowercased(a).compare(lowercased(b));
+  UErrorCode status = U_ZERO_ERROR;
+  return collator->compare(unicode(a), unicode(b), status);
 }
 
 std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
@@ -171,7 +205,9 @@ std::string utf8(std::u16string_view units) {
   return utf8(icu::UnicodeString(units.data(), static_cast<std::int32_t>(units.size())));
 }
 
-std::string repairedUTF8(std::string_view text) { return isASCII(text) ? std::string(text) : utf8(unicode(text)); }
+std::string repairedUTF8(std::string_view text) {
+  return isASCII(text) ? std::string(text) : utf8(unicode(text));
+}
 
 bool matches(std::string_view text, const std::string& pattern, bool ignoringCase) {
   UErrorCode status = U_ZERO_ERROR;

@@ -26,6 +26,10 @@ bool contains(std::string_view text, std::string_view part);
 bool containsIgnoringCase(std::string_view text, std::string_view part);
 bool hasPrefixIgnoringCase(std::string_view text, std::string_view prefix);
 
+/// Which text a person of the process's locale expects first in a list, where upper
+/// and lower case are the same: below 0 for `a`, above 0 for `b`, 0 for neither.
+int localizedCaseInsensitiveCompare(std::string_view a, std::string_view b);
+
 std::string joined(const std::vector<std::string>& parts, std::string_view separator);
 /// Pieces between occurrences of the separator; empty ones kept or left out.
 std::vector<std::string> split(std::string_view text, char separator, bool keepEmpty);

@@ -28,7 +28,7 @@ ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& ac
     : appSearchEngine_(appSearchEngine),
       actionSerializationGate_(scheduler),
       sessionStateSerializationGate_(scheduler),
-      resolver_(platform.workspace),
+      resolver_(platform.workspace, appSearchEngine, scheduler),
       transformations_(platform.workspace),
       windowServerAccess_(platform.windowServer, scheduler),
       windowUtilities_(platform.windowServer, windowServerAccess_),

@@ -6,7 +6,7 @@
 
 #include "AccessibilitySupport/Tree/UIElementTreeTransformationRunner.h"
 #include "LiveTree.h"
-#include "NoApplications.h"
+#include "Tests/Support/EmptyWorkspace.h"
 
 // Trees that no application would show, for what holds of every tree.
 
@@ -140,7 +140,7 @@ TEST_P(UIElementTreeExplorationTests, WhateverItHoldsATreeIsShapedNumberedAndWri
     SCOPED_TRACE("seed " + std::to_string(seed));
     SimulatedScheduler scheduler;
     AccessDesk desk(scheduler);
-    NoApplications workspace;
+    EmptyWorkspace workspace;
     const UIElementTreeTransformationRunner runner(workspace);
     UIElementTree tree(AnyItems(seed, desk).tree(5), AccessDesk::appPID);
     desk.run([&] {

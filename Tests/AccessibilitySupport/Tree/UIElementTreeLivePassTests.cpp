@@ -6,6 +6,7 @@
 
 #include "AccessibilitySupport/Tree/UIElementTreeTransformationRunner.h"
 #include "LiveTree.h"
+#include "Tests/Support/EmptyWorkspace.h"
 
 // The passes that ask the live elements, on elements that answer to the letter.
 
@@ -16,10 +17,8 @@ using enum UIElementTreeTransformation;
 using testing::IsEmpty;
 
 /// Knows which application one process is.
-class OneApplication : public WorkspacePort {
+class OneApplication : public EmptyWorkspace {
  public:
-  std::vector<RunningApplication> runningApplications() override { return {}; }
-  std::optional<RunningApplication> frontmostApplication() override { return std::nullopt; }
   std::optional<RunningApplication> runningApplication(std::int32_t pid) override {
     ++questions;
     if (pid != AccessDesk::appPID) return std::nullopt;

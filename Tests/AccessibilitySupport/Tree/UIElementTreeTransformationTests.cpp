@@ -6,7 +6,7 @@
 
 #include "AccessibilitySupport/Tree/TransformationPasses.h"
 #include "AccessibilitySupport/Tree/UIElementTreeTransformationRunner.h"
-#include "NoApplications.h"
+#include "Tests/Support/EmptyWorkspace.h"
 #include "TreeOfItems.h"
 
 namespace tavik {
@@ -33,7 +33,7 @@ class UIElementTreeTransformationTests : public testing::Test {
   }
 
   std::shared_ptr<Item> root_;
-  NoApplications workspace_;
+  EmptyWorkspace workspace_;
   UIElementTreeTransformationRunner runner_{workspace_};
 };
 

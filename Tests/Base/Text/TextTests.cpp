@@ -122,5 +122,13 @@ TEST(Text, matchesRegularExpressionsAnywhere) {
   EXPECT_FALSE(matches("anything", "(unclosed"));
 }
 
+TEST(Text, listsAreOrderedAsAPersonReadsThem) {
+  EXPECT_LT(localizedCaseInsensitiveCompare("alpha", "Beta"), 0);
+  EXPECT_GT(localizedCaseInsensitiveCompare("beta", "Alpha"), 0);
+  EXPECT_EQ(localizedCaseInsensitiveCompare("Notes", "nOTES"), 0);
+  EXPECT_LT(localizedCaseInsensitiveCompare("\u00C4ther", "Zebra"), 0);
+  EXPECT_NE(localizedCaseInsensitiveCompare("resume", "r\u00E9sum\u00E9"), 0);
+}
+
 }  // namespace
 }  // namespace tavik::text

@@ -5,6 +5,8 @@
 
 #include "ComputerUseContracts/ToolError.h"
 #include "ComputerUseToolRuntime/Safety/AppSafetyBlocklist.h"
+#include "Tests/Support/EmptyWorkspace.h"
+#include "Tests/Support/SimulatedWorld.h"
 
 namespace tavik {
 namespace {
@@ -13,12 +15,10 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::UnorderedElementsAre;
 
-struct ListedApplications : WorkspacePort {
+struct ListedApplications : EmptyWorkspace {
   std::vector<RunningApplication> apps;
 
   std::vector<RunningApplication> runningApplications() override { return apps; }
-  std::optional<RunningApplication> runningApplication(std::int32_t) override { return std::nullopt; }
-  std::optional<RunningApplication> frontmostApplication() override { return std::nullopt; }
 };
 
 RunningApplication app(std::int32_t pid, const std::string& identifier, const std::string& name) {
@@ -41,7 +41,11 @@ class AppResolverTest : public ::testing::Test {
   }
 
   ListedApplications workspace;
-  AppResolver resolver{workspace};
+  SimulatedScheduler scheduler;
+  SimulatedApplicationIndex index;
+  AppSearchEngine engine{index, workspace, scheduler, std::nullopt,
+                         [] { return std::vector<SpotlightAppEntry>(); }};
+  AppResolver resolver{workspace, engine, scheduler};
 };
 
 TEST_F(AppResolverTest, nameSuffixCaseBlanksAndIdentifierResolveAlike) {
@@ -55,18 +59,21 @@ TEST_F(AppResolverTest, everyNameOfAnApplicationIsAnAlias) {
   RunningApplication editor = app(7, "com.example.Editor", "Text Editor");
   editor.bundlePath = "/Applications/Edit It.app";
   editor.executablePath = "/usr/bin/editor-bin";
-  editor.infoDictionary = {{"CFBundleName", "Ed"}, {"CFBundleDisplayName", " "}, {"CFBundleExecutable", "Edx.app"}};
-  EXPECT_THAT(AppResolver::appNameAliases(editor),
-              UnorderedElementsAre("com.example.editor", "text editor", "edit it", "editor-bin", "ed", "edx"));
+  editor.infoDictionary = {
+      {"CFBundleName", "Ed"}, {"CFBundleDisplayName", " "}, {"CFBundleExecutable", "Edx.app"}};
+  EXPECT_THAT(
+      AppResolver::appNameAliases(editor),
+      UnorderedElementsAre("com.example.editor", "text editor", "edit it", "editor-bin", "ed", "edx"));
 }
 
 TEST_F(AppResolverTest, aPartOfANameMatchesOnlyWhenItMeansOneApplication) {
   workspace.apps = {app(1, "com.example.code", "Code Studio"), app(2, "com.example.mail", "Mail")};
   EXPECT_EQ(resolver.resolveAppPID("studio").pid, 1);
   workspace.apps.push_back(app(3, "org.other", "Code Reader"));
-  EXPECT_EQ(failureOf("code"),
-            "App not found: code. Running app candidates: Code Studio (com.example.code), Mail (com.example.mail), "
-            "Code Reader (org.other)");
+  EXPECT_EQ(
+      failureOf("code"),
+      "App not found: code. Running app candidates: Code Studio (com.example.code), Mail (com.example.mail), "
+      "Code Reader (org.other)");
 }
 
 TEST_F(AppResolverTest, accessoryBackgroundAndNestedApplicationsDoNotResolve) {
@@ -75,11 +82,13 @@ TEST_F(AppResolverTest, accessoryBackgroundAndNestedApplicationsDoNotResolve) {
   workspace.apps[0].activationPolicy = ActivationPolicy::accessory;
   workspace.apps[1].bundlePath = "/Applications/Main.app/Contents/Helpers/Helper.app";
   EXPECT_THAT(failureOf("Agent"), HasSubstr("App not found: Agent"));
-  EXPECT_THAT(failureOf("Helper"), AllOf(HasSubstr("App not found: Helper"), Not(HasSubstr("com.example.helper"))));
+  EXPECT_THAT(failureOf("Helper"),
+              AllOf(HasSubstr("App not found: Helper"), Not(HasSubstr("com.example.helper"))));
 }
 
 TEST_F(AppResolverTest, atMostEightCandidatesAreListed) {
-  for (int i = 1; i <= 9; ++i) workspace.apps.push_back(app(i, "id" + std::to_string(i), "App" + std::to_string(i)));
+  for (int i = 1; i <= 9; ++i)
+    workspace.apps.push_back(app(i, "id" + std::to_string(i), "App" + std::to_string(i)));
   EXPECT_THAT(failureOf("nothing"), AllOf(HasSubstr("App8 (id8)"), Not(HasSubstr("App9"))));
 }
 

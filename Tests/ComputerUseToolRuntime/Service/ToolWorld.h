@@ -61,7 +61,8 @@ class ToolWorld : public SimulatedWorld {
 
   LogCapture log;
   AXWrapper access{desktop.platform().accessibility, desktop.platform().process, scheduler, mainQueue};
-  AppSearchEngine appSearchEngine{desktop.platform().workspace, scheduler};
+  AppSearchEngine appSearchEngine{desktop.platform().applicationIndex, desktop.platform().workspace,
+                                  scheduler};
   ComputerUseToolService service{desktop.platform(), access, appSearchEngine, scheduler};
   ComputerUseRequestRouter router{service};
 };

@@ -24,7 +24,9 @@ class RunningApplications : public testing::Test {
   X11Desktop desktop;
   DesktopEntryIndex entries{DesktopEntryIndex::applicationFolders(), DesktopEntryIndex::userLanguages()};
   std::vector<std::int32_t> accessible;
-  LinuxWorkspace workspace{desktop, entries, [this] { return accessible; }};
+  BusConnection bus{BusConnection::sessionBusAddress()};
+  ApplicationLauncher launcher{bus, desktop, entries};
+  LinuxWorkspace workspace{desktop, entries, launcher, [this] { return accessible; }};
 };
 
 struct Installed {

@@ -29,7 +29,9 @@ class XServerLife : public testing::Test {
   X11Desktop desktop;
   X11WindowServer server{desktop};
   DesktopEntryIndex entries{{}, {}};
-  LinuxWorkspace workspace{desktop, entries, [] { return std::vector<std::int32_t>{}; }};
+  BusConnection bus{BusConnection::sessionBusAddress()};
+  ApplicationLauncher launcher{bus, desktop, entries};
+  LinuxWorkspace workspace{desktop, entries, launcher, [] { return std::vector<std::int32_t>{}; }};
 };
 
 TEST_F(XServerLife, WithoutAServerEverythingIsAbsent) {

@@ -7,6 +7,7 @@
 #include "SlimCore/Identity/BundleIdentifiers.h"
 #include "SlimCore/Identity/FeatureFlag.h"
 #include "SlimCore/Identity/ResponsibleProcess.h"
+#include "Tests/Support/EmptyWorkspace.h"
 
 namespace tavik {
 namespace {
@@ -22,12 +23,15 @@ struct TablePreferences : PreferencesPort {
   std::map<std::string, PropertyValue> objects;
   std::map<std::string, PropertyValue> properties;
 
-  static std::optional<PropertyValue> find(const std::map<std::string, PropertyValue>& table, const std::string& key) {
+  static std::optional<PropertyValue> find(const std::map<std::string, PropertyValue>& table,
+                                           const std::string& key) {
     auto entry = table.find(key);
     return entry == table.end() ? std::nullopt : std::optional(entry->second);
   }
   std::optional<PropertyValue> object(const std::string& key) override { return find(objects, key); }
-  std::optional<PropertyValue> applicationProperty(const std::string& key) override { return find(properties, key); }
+  std::optional<PropertyValue> applicationProperty(const std::string& key) override {
+    return find(properties, key);
+  }
 };
 
 struct ScriptedProcesses : ProcessPort {
@@ -51,10 +55,9 @@ struct ScriptedProcesses : ProcessPort {
   std::string operatingSystemVersion() override { return ""; }
 };
 
-struct NamedApplications : WorkspacePort {
+struct NamedApplications : EmptyWorkspace {
   std::map<std::int32_t, std::string> names;
 
-  std::vector<RunningApplication> runningApplications() override { return {}; }
   std::optional<RunningApplication> runningApplication(std::int32_t pid) override {
     auto name = names.find(pid);
     if (name == names.end()) return std::nullopt;
@@ -63,7 +66,6 @@ struct NamedApplications : WorkspacePort {
     app.localizedName = name->second;
     return app;
   }
-  std::optional<RunningApplication> frontmostApplication() override { return std::nullopt; }
 };
 
 TEST(FeatureFlagTest, onlyTheCursorIsOnOnAFreshMachine) {
@@ -107,8 +109,8 @@ TEST_F(BundleIdentifiersTest, haveDefaultsForEverything) {
   EXPECT_EQ(identifiers.runtimeAppName(), "Tavik Computer Use.app");
   EXPECT_EQ(identifiers.runtimeAppDisplayName(), "Tavik Computer Use");
   EXPECT_THAT(identifiers.trustedBundleIDs(),
-              UnorderedElementsAre("com.tavik.ide", "com.tavik.ide.helper", "com.tavik.work", "Tavik", "tavikcli",
-                                   "com.tavik.computeruse.bridge"));
+              UnorderedElementsAre("com.tavik.ide", "com.tavik.ide.helper", "com.tavik.work", "Tavik",
+                                   "tavikcli", "com.tavik.computeruse.bridge"));
   EXPECT_THAT(identifiers.trustedTeamIdentifiers(), ElementsAre(identifiers.teamIdentifier()));
   EXPECT_THAT(identifiers.teamIdentifier(), SizeIs(10));
   EXPECT_TRUE(identifiers.senderAuthorizationEnforced());
@@ -227,17 +229,20 @@ TEST(AutomationAuthorization, aProcessThatHasExitedIsNoAuthorizationProblem) {
 
 TEST(AutomationAuthorization, sendsTheUserToTheSettingsOnlyWhenThereIsASwitchToFind) {
   const std::string message = Authorization::remediationMessage("Notes", {std::nullopt, std::nullopt, false});
-  EXPECT_EQ(message,
-            "Computer Use is not authorized to control Notes through macOS Automation. macOS returned "
-            "errAEEventNotPermitted (-1743).\n\nOpen System Settings > Privacy & Security > Automation, find the "
-            "application that started this MCP server, and enable Notes underneath it. Then quit and relaunch the "
-            "application that started this MCP server before retrying.");
+  EXPECT_EQ(
+      message,
+      "Computer Use is not authorized to control Notes through macOS Automation. macOS returned "
+      "errAEEventNotPermitted (-1743).\n\nOpen System Settings > Privacy & Security > Automation, find the "
+      "application that started this MCP server, and enable Notes underneath it. Then quit and relaunch the "
+      "application that started this MCP server before retrying.");
   EXPECT_THAT(Authorization::remediationMessage("Notes", {7, "Host", false}),
               AllOf(HasSubstr("find Host, and enable Notes"), EndsWith("relaunch Host before retrying.")));
-  EXPECT_THAT(Authorization::remediationMessage("Notes", {100, "", true}),
-              EndsWith("\n\nmacOS holds this MCP server process itself responsible for this request instead of a host "
-                       "application, so no Automation entry can be granted for it. Start the Computer Use MCP server "
-                       "from its host application, then retry."));
+  EXPECT_THAT(
+      Authorization::remediationMessage("Notes", {100, "", true}),
+      EndsWith(
+          "\n\nmacOS holds this MCP server process itself responsible for this request instead of a host "
+          "application, so no Automation entry can be granted for it. Start the Computer Use MCP server "
+          "from its host application, then retry."));
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "Backends/Linux/Windows/X11WindowPlacement.h"
 #include "Backends/Linux/Windows/X11WindowServer.h"
 #include "Backends/Linux/Workspace/DesktopEntryIndex.h"
+#include "Backends/Linux/Workspace/LinuxApplicationIndex.h"
 #include "Backends/Linux/Workspace/LinuxWorkspace.h"
 #include "PlatformInterfaces/Platform.h"
 
@@ -43,7 +44,9 @@ class LinuxPlatform {
   X11WindowServer windowServer_;
   NoScreenCapture screenCapture_;
   PixmanImageCoding imageCoding_;
+  ApplicationLauncher launcher_;
   LinuxWorkspace workspace_;
+  LinuxApplicationIndex applicationIndex_;
   BusRequestTransport requestTransport_;
   LinuxCodeIdentity codeIdentity_;
   FilePreferences preferences_;

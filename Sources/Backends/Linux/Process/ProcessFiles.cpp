@@ -14,6 +14,13 @@ std::string procPath(std::int32_t pid, const char* file) {
   return "/proc/" + std::to_string(pid) + "/" + file;
 }
 
+std::vector<std::string> zeroEndedTexts(const std::string& path) {
+  std::vector<std::string> texts;
+  std::ifstream file(path, std::ios::binary);
+  for (std::string text; std::getline(file, text, '\0');) texts.push_back(std::move(text));
+  return texts;
+}
+
 }  // namespace
 
 std::optional<std::string> executablePathOf(std::int32_t pid) {
@@ -28,10 +35,11 @@ std::optional<std::string> executablePathOf(std::int32_t pid) {
 }
 
 std::vector<std::string> commandLineOf(std::int32_t pid) {
-  std::vector<std::string> words;
-  std::ifstream file(procPath(pid, "cmdline"), std::ios::binary);
-  for (std::string word; std::getline(file, word, '\0');) words.push_back(std::move(word));
-  return words;
+  return zeroEndedTexts(procPath(pid, "cmdline"));
+}
+
+std::vector<std::string> environmentOf(std::int32_t pid) {
+  return zeroEndedTexts(procPath(pid, "environ"));
 }
 
 std::string ownExecutablePath() {

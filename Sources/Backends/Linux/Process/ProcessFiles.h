@@ -15,6 +15,8 @@ namespace tavik {
 std::optional<std::string> executablePathOf(std::int32_t pid);
 /// The words it was started with.
 std::vector<std::string> commandLineOf(std::int32_t pid);
+/// The environment it was started with, as "NAME=value".
+std::vector<std::string> environmentOf(std::int32_t pid);
 /// The file that this process runs.
 std::string ownExecutablePath();
 

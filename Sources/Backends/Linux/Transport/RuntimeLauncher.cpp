@@ -1,14 +1,10 @@
 #include "Backends/Linux/Transport/RuntimeLauncher.h"
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <thread>
 
+#include "Backends/Linux/Process/DetachedProgram.h"
 #include "Backends/Linux/Process/ProcessFiles.h"
 #include "Backends/Linux/Transport/RequestBusAddress.h"
 #include "Backends/Linux/Transport/SessionEnvironment.h"
@@ -23,40 +19,6 @@ constexpr auto nameCheckInterval = std::chrono::milliseconds(10);
 
 BusMessage busCall(const char* member) {
   return BusMessage::methodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, member);
-}
-
-/// In the child, between fork and exec: only calls that are safe there.
-[[noreturn]] void becomeProgram(const char* path, char* const* environment, int failurePipe) {
-  setsid();
-  // Nobody waits for a grandchild; the system's first process inherits it.
-  if (fork() != 0) _exit(0);
-  int nowhere = open("/dev/null", O_RDWR);
-  for (int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nowhere, standard);
-  if (nowhere > STDERR_FILENO) close(nowhere);
-  char* const arguments[] = {const_cast<char*>(path), nullptr};
-  execve(path, arguments, environment);
-  int error = errno;
-  [[maybe_unused]] ssize_t written = write(failurePipe, &error, sizeof error);
-  _exit(127);
-}
-
-/// The error number of a start that failed, 0 when the program runs.
-int startDetached(const std::string& path, std::vector<std::string> variables) {
-  std::vector<char*> environment;
-  for (std::string& variable : variables) environment.push_back(variable.data());
-  environment.push_back(nullptr);
-  int pipe[2];
-  if (pipe2(pipe, O_CLOEXEC) != 0) return errno;
-  pid_t child = fork();
-  if (child == 0) becomeProgram(path.c_str(), environment.data(), pipe[1]);
-  int forkError = child < 0 ? errno : 0;
-  close(pipe[1]);
-  int execError = 0;
-  // The pipe ends without a word when the program has taken the child's place.
-  if (child > 0 && read(pipe[0], &execError, sizeof execError) != sizeof execError) execError = 0;
-  close(pipe[0]);
-  if (child > 0) waitpid(child, nullptr, 0);
-  return forkError != 0 ? forkError : execError;
 }
 
 }  // namespace
@@ -97,7 +59,7 @@ std::string RuntimeLauncher::startByBus(std::chrono::milliseconds timeout) {
 }
 
 std::string RuntimeLauncher::startProgram() {
-  int error = startDetached(runtimeExecutable_.string(), sessionEnvironment(bus_));
+  int error = startDetached({runtimeExecutable_.string()}, sessionEnvironment(bus_));
   if (error == 0) return {};
   return "Could not start " + runtimeExecutable_.string() + ": " + std::strerror(error) + ".";
 }

@@ -1,6 +1,7 @@
 #include "Backends/Linux/Workspace/DesktopEntry.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
 
 namespace tavik {
@@ -73,6 +74,48 @@ std::vector<std::string> listItems(const std::string& value) {
   return items;
 }
 
+/// Splits an Exec line into words and puts in the place of each field code the words
+/// that `expansion` gives for its letter; the first joins what stands before it.
+std::vector<std::string> expandedWords(std::string_view exec,
+                                       const std::function<std::vector<std::string>(char)>& expansion) {
+  std::vector<std::string> words;
+  std::string word;
+  bool isInWord = false, isQuoted = false;
+  auto finish = [&] {
+    if (isInWord) words.push_back(std::move(word));
+    word.clear();
+    isInWord = false;
+  };
+  auto append = [&](std::string_view text) {
+    word += text;
+    isInWord = true;
+  };
+  for (std::size_t i = 0; i < exec.size(); ++i) {
+    char character = exec[i];
+    bool hasNext = i + 1 < exec.size();
+    if (character == '"') {
+      isQuoted = !isQuoted;
+      isInWord = true;
+    } else if (isQuoted && character == '\\' && hasNext) {
+      word += exec[++i];
+    } else if (!isQuoted && (character == ' ' || character == '\t')) {
+      finish();
+    } else if (character == '%' && hasNext) {
+      char code = exec[++i];
+      // "%%" is a percent sign; every other code stands for words or for nothing.
+      std::vector<std::string> expanded = code == '%' ? std::vector<std::string>{"%"} : expansion(code);
+      for (std::size_t part = 0; part < expanded.size(); ++part) {
+        if (part > 0) finish();
+        append(expanded[part]);
+      }
+    } else {
+      append({&character, 1});
+    }
+  }
+  finish();
+  return words;
+}
+
 bool isAssignment(std::string_view word) {
   std::size_t equals = word.find('=');
   return equals != std::string_view::npos && word.substr(0, equals).find('/') == std::string_view::npos;
@@ -113,9 +156,17 @@ std::optional<DesktopEntry> parseDesktopEntry(std::string_view text,
       break;
     }
   }
-  entry.program = programOf(wordsOfExec(value("Exec")));
+  entry.exec = value("Exec");
+  entry.program = programOf(wordsOfExec(entry.exec));
+  entry.tryExec = value("TryExec");
+  entry.iconName = value("Icon");
+  entry.workingFolder = value("Path");
   entry.startupWMClass = value("StartupWMClass");
   entry.categories = listItems(value("Categories"));
+  entry.onlyShowIn = listItems(value("OnlyShowIn"));
+  entry.notShowIn = listItems(value("NotShowIn"));
+  entry.isForTerminal = value("Terminal") == "true";
+  entry.isDBusActivatable = value("DBusActivatable") == "true";
   entry.isNoDisplay = value("NoDisplay") == "true";
   return entry;
 }
@@ -141,37 +192,31 @@ std::vector<std::string> languagesOfLocale(std::string_view locale) {
 }
 
 std::vector<std::string> wordsOfExec(std::string_view exec) {
-  std::vector<std::string> words;
-  std::string word;
-  bool isInWord = false, isQuoted = false;
-  auto finish = [&] {
-    if (isInWord) words.push_back(std::move(word));
-    word.clear();
-    isInWord = false;
-  };
-  for (std::size_t i = 0; i < exec.size(); ++i) {
-    char character = exec[i];
-    bool hasNext = i + 1 < exec.size();
-    if (character == '"') {
-      isQuoted = !isQuoted;
-      isInWord = true;
-    } else if (isQuoted && character == '\\' && hasNext) {
-      word += exec[++i];
-    } else if (!isQuoted && (character == ' ' || character == '\t')) {
-      finish();
-    } else if (character == '%' && hasNext) {
-      // "%%" is a percent sign; every other code stands for files or for nothing.
-      if (exec[++i] == '%') {
-        word += '%';
-        isInWord = true;
-      }
-    } else {
-      word += character;
-      isInWord = true;
+  return expandedWords(exec, [](char) { return std::vector<std::string>(); });
+}
+
+std::vector<std::string> commandOf(const DesktopEntry& entry) {
+  return expandedWords(entry.exec, [&](char code) -> std::vector<std::string> {
+    switch (code) {
+      case 'i':
+        return entry.iconName.empty() ? std::vector<std::string>()
+                                      : std::vector<std::string>{"--icon", entry.iconName};
+      case 'c':
+        return {entry.name};
+      case 'k':
+        return {entry.path};
+      default:
+        return {};
     }
-  }
-  finish();
-  return words;
+  });
+}
+
+bool isShownIn(const DesktopEntry& entry, const std::vector<std::string>& desktops) {
+  auto names = [&](const std::vector<std::string>& list) {
+    return std::find_first_of(list.begin(), list.end(), desktops.begin(), desktops.end()) != list.end();
+  };
+  if (entry.isNoDisplay || names(entry.notShowIn)) return false;
+  return entry.onlyShowIn.empty() || names(entry.onlyShowIn);
 }
 
 std::string programOf(const std::vector<std::string>& words) {

@@ -9,6 +9,8 @@
 #include <set>
 #include <sstream>
 
+#include "Backends/Linux/Process/ProcessFiles.h"
+
 namespace tavik {
 
 namespace {
@@ -96,6 +98,18 @@ const DesktopEntry* matchDesktopEntry(const std::vector<DesktopEntry>& entries, 
   return nullptr;
 }
 
+ProgramTraits traitsOfProgram(std::int32_t pid, const X11Window* window) {
+  ProgramTraits traits;
+  traits.executablePath = executablePathOf(pid).value_or("");
+  traits.commandLine = commandLineOf(pid);
+  if (window != nullptr) {
+    traits.gtkApplicationID = window->gtkApplicationID;
+    traits.windowClass = window->className;
+    traits.windowInstance = window->instanceName;
+  }
+  return traits;
+}
+
 DesktopEntryIndex::DesktopEntryIndex(std::vector<fs::path> folders, std::vector<std::string> languages)
     : folders_(std::move(folders)), languages_(std::move(languages)) {}
 
@@ -119,7 +133,58 @@ std::vector<std::string> DesktopEntryIndex::userLanguages() {
   return {};
 }
 
+std::vector<std::string> DesktopEntryIndex::currentDesktops() {
+  std::vector<std::string> desktops;
+  std::istringstream list(environment("XDG_CURRENT_DESKTOP"));
+  for (std::string desktop; std::getline(list, desktop, ':');) {
+    if (!desktop.empty()) desktops.push_back(desktop);
+  }
+  return desktops;
+}
+
+std::optional<DesktopEntry> DesktopEntryIndex::entryOfID(std::string id) {
+  constexpr std::string_view suffix = ".desktop";
+  if (id.ends_with(suffix)) id.resize(id.size() - suffix.size());
+  const auto all = entries();
+  auto found =
+      std::find_if(all->begin(), all->end(), [&](const DesktopEntry& entry) { return entry.id == id; });
+  if (found == all->end()) {
+    found = std::find_if(all->begin(), all->end(),
+                         [&](const DesktopEntry& entry) { return equalIgnoringCase(entry.id, id); });
+  }
+  return found == all->end() ? std::nullopt : std::optional(*found);
+}
+
+std::optional<DesktopEntry> DesktopEntryIndex::entryOfPath(const std::string& path) {
+  const auto all = entries();
+  auto found =
+      std::find_if(all->begin(), all->end(), [&](const DesktopEntry& entry) { return entry.path == path; });
+  return found == all->end() ? std::nullopt : std::optional(*found);
+}
+
+void DesktopEntryIndex::beginWatched() {
+  std::lock_guard lock(mutex_);
+  isWatched_ = true;
+}
+
+void DesktopEntryIndex::endWatched() {
+  std::lock_guard lock(mutex_);
+  isWatched_ = false;
+}
+
+std::shared_ptr<const std::vector<DesktopEntry>> DesktopEntryIndex::reload() {
+  FolderTimes times = readFolderTimes();
+  auto read = std::make_shared<const std::vector<DesktopEntry>>(readEntries());
+  std::lock_guard lock(mutex_);
+  folderTimes_ = std::move(times);
+  return entries_ = std::move(read);
+}
+
 std::shared_ptr<const std::vector<DesktopEntry>> DesktopEntryIndex::entries() {
+  {
+    std::lock_guard lock(mutex_);
+    if (isWatched_ && entries_ != nullptr) return entries_;
+  }
   FolderTimes times = readFolderTimes();
   std::lock_guard lock(mutex_);
   if (entries_ == nullptr || times != folderTimes_) {

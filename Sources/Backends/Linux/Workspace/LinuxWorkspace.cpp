@@ -1,9 +1,6 @@
 #include "Backends/Linux/Workspace/LinuxWorkspace.h"
 
 #include <algorithm>
-#include <cstdlib>
-
-#include "Backends/Linux/Process/ProcessFiles.h"
 
 namespace tavik {
 
@@ -14,11 +11,6 @@ bool isApplicationWindow(const X11Window& window) {
   return isPlain && !window.isPopup && !window.skipsTaskbar;
 }
 
-/// Windows of a Wayland session do not show on the X server.
-bool hasInvisibleWindows() {
-  return std::getenv("WAYLAND_DISPLAY") != nullptr;
-}
-
 /// The window that says most about its application: the foremost that a person
 /// would call one of its windows.
 const X11Window* tellingWindow(const std::vector<const X11Window*>& windows) {
@@ -26,18 +18,6 @@ const X11Window* tellingWindow(const std::vector<const X11Window*>& windows) {
                             [](const X11Window* window) { return isApplicationWindow(*window); });
   if (found != windows.end()) return *found;
   return windows.empty() ? nullptr : windows.front();
-}
-
-ProgramTraits traitsOf(std::int32_t pid, const X11Window* window) {
-  ProgramTraits traits;
-  traits.executablePath = executablePathOf(pid).value_or("");
-  traits.commandLine = commandLineOf(pid);
-  if (window != nullptr) {
-    traits.gtkApplicationID = window->gtkApplicationID;
-    traits.windowClass = window->className;
-    traits.windowInstance = window->instanceName;
-  }
-  return traits;
 }
 
 /// The name of the program itself; for a script the name of the script.
@@ -102,7 +82,7 @@ RunningApplication LinuxWorkspace::describe(std::int32_t pid, const Survey& surv
     if (window.pid == pid) windows.push_back(&window);
   }
   const X11Window* window = tellingWindow(windows);
-  const ProgramTraits traits = traitsOf(pid, window);
+  const ProgramTraits traits = traitsOfProgram(pid, window);
   const std::string program = programNameOf(traits);
   const DesktopEntry* entry = matchDesktopEntry(*survey.entries, traits);
 
@@ -125,10 +105,52 @@ RunningApplication LinuxWorkspace::describe(std::int32_t pid, const Survey& surv
   if (!program.empty()) application.infoDictionary["CFBundleExecutable"] = program;
 
   bool hasWindow = window != nullptr && isApplicationWindow(*window);
+  // Without a window yet, or one that the X server does not know of.
   bool isListed = entry && !entry->isNoDisplay;
-  bool isRegular = hasWindow || (windows.empty() && hasInvisibleWindows() && isListed);
+  bool isRegular = hasWindow || (windows.empty() && isListed);
   application.activationPolicy = isRegular ? ActivationPolicy::regular : ActivationPolicy::accessory;
   return application;
+}
+
+ApplicationLayout LinuxWorkspace::applicationLayout() {
+  ApplicationLayout layout{.pathSuffix = ".desktop", .directories = {}};
+  for (const std::filesystem::path& folder : entries_.folders())
+    layout.directories.push_back(folder.string());
+  return layout;
+}
+
+std::vector<std::string> LinuxWorkspace::contentsOfDirectory(const std::string& path) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (std::filesystem::directory_iterator item(path, error), end; !error && item != end;
+       item.increment(error)) {
+    names.push_back(item->path().filename().string());
+  }
+  return names;
+}
+
+std::optional<ApplicationBundle> LinuxWorkspace::bundle(const std::string& path) {
+  const auto entry = entries_.entryOfPath(path);
+  if (!entry) return std::nullopt;
+  return ApplicationBundle{
+      .bundleIdentifier = entry->id,
+      .infoDictionary = {{"CFBundleName", entry->name},
+                         {"CFBundleDisplayName", entry->name},
+                         {"CFBundleExecutable", std::string(fileNameOf(entry->program))},
+                         {"LSUIElement", !isShownIn(*entry, DesktopEntryIndex::currentDesktops())},
+                         {"LSBackgroundOnly", entry->isForTerminal}}};
+}
+
+std::optional<std::string> LinuxWorkspace::urlForApplication(const std::string& withBundleIdentifier) {
+  const auto entry = entries_.entryOfID(withBundleIdentifier);
+  return entry ? std::optional(entry->path) : std::nullopt;
+}
+
+void LinuxWorkspace::openApplication(const std::string& path, const OpenConfiguration& configuration,
+                                     OpenCompletionHandler completionHandler) {
+  auto entry = entries_.entryOfPath(path);
+  if (!entry) return completionHandler("There is no application at " + path + ".");
+  launcher_.launch(std::move(*entry), configuration.activates, std::move(completionHandler));
 }
 
 }  // namespace tavik

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Backends/Linux/Windows/X11Desktop.h"
+#include "Backends/Linux/Workspace/ApplicationLauncher.h"
 #include "Backends/Linux/Workspace/DesktopEntryIndex.h"
 #include "PlatformInterfaces/WorkspacePort.h"
 
@@ -17,12 +18,25 @@ class LinuxWorkspace : public WorkspacePort {
   /// Gives the processes on the accessibility bus. Any thread; may block.
   using AccessibleProcesses = std::function<std::vector<std::int32_t>()>;
 
-  LinuxWorkspace(X11Desktop& desktop, DesktopEntryIndex& entries, AccessibleProcesses accessibleProcesses)
-      : desktop_(desktop), entries_(entries), accessibleProcesses_(std::move(accessibleProcesses)) {}
+  LinuxWorkspace(X11Desktop& desktop, DesktopEntryIndex& entries, ApplicationLauncher& launcher,
+                 AccessibleProcesses accessibleProcesses)
+      : desktop_(desktop),
+        entries_(entries),
+        launcher_(launcher),
+        accessibleProcesses_(std::move(accessibleProcesses)) {}
 
   std::vector<RunningApplication> runningApplications() override;
   std::optional<RunningApplication> runningApplication(std::int32_t pid) override;
   std::optional<RunningApplication> frontmostApplication() override;
+
+  ApplicationLayout applicationLayout() override;
+  std::vector<std::string> contentsOfDirectory(const std::string& path) override;
+  /// Applications that menus do not show are "LSUIElement", those that run inside a
+  /// terminal "LSBackgroundOnly".
+  std::optional<ApplicationBundle> bundle(const std::string& path) override;
+  std::optional<std::string> urlForApplication(const std::string& withBundleIdentifier) override;
+  void openApplication(const std::string& path, const OpenConfiguration& configuration,
+                       OpenCompletionHandler completionHandler) override;
 
  private:
   struct Survey;
@@ -32,6 +46,7 @@ class LinuxWorkspace : public WorkspacePort {
 
   X11Desktop& desktop_;
   DesktopEntryIndex& entries_;
+  ApplicationLauncher& launcher_;
   const AccessibleProcesses accessibleProcesses_;
 };
 

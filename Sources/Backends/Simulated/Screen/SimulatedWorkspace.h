@@ -1,44 +1,54 @@
 #pragma once
 
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+
 #include "Backends/Simulated/Accessibility/ElementModel.h"
+#include "Backends/Simulated/Journal.h"
 #include "PlatformInterfaces/WorkspacePort.h"
 
 namespace tavik {
 
-/// The running applications of the model, in the order in which they started.
+/// An application on the simulated disk, and what its launch does.
+struct InstalledApplication {
+  std::string path;
+  ApplicationBundle bundle{};
+  /// Why it cannot be started.
+  std::optional<std::string> launchError{};
+  /// Runs on the main queue once the launch is reported, as the application would.
+  std::function<void()> whenLaunched{};
+};
+
+/// The running applications of the model, in the order in which they started, and
+/// the installed ones. Each launch is in the journal.
 class SimulatedWorkspace : public WorkspacePort {
  public:
-  explicit SimulatedWorkspace(ElementModel& model) : model_(model) {}
+  SimulatedWorkspace(ElementModel& model, Journal& journal, MainQueue& mainQueue)
+      : model_(model), journal_(journal), mainQueue_(mainQueue) {}
 
-  std::vector<RunningApplication> runningApplications() override {
-    requireNoLockHeld("runningApplications");
-    return model_.look([&] {
-      std::vector<RunningApplication> running;
-      for (const auto& application : model_.applicationsLocked()) {
-        if (application->isRunning) running.push_back(application->record);
-      }
-      return running;
-    });
-  }
+  void install(InstalledApplication application);
 
-  std::optional<RunningApplication> runningApplication(std::int32_t pid) override {
-    requireNoLockHeld("runningApplication");
-    return model_.look([&] {
-      ApplicationNode* application = model_.runningApplicationLocked(pid);
-      return application ? std::optional(application->record) : std::nullopt;
-    });
-  }
+  std::vector<RunningApplication> runningApplications() override;
+  std::optional<RunningApplication> runningApplication(std::int32_t pid) override;
+  std::optional<RunningApplication> frontmostApplication() override;
 
-  std::optional<RunningApplication> frontmostApplication() override {
-    requireNoLockHeld("frontmostApplication");
-    return model_.look([&] {
-      ApplicationNode* application = model_.frontmostLocked();
-      return application ? std::optional(application->record) : std::nullopt;
-    });
-  }
+  ApplicationLayout applicationLayout() override;
+  std::vector<std::string> contentsOfDirectory(const std::string& path) override;
+  std::optional<ApplicationBundle> bundle(const std::string& path) override;
+  std::optional<std::string> urlForApplication(const std::string& withBundleIdentifier) override;
+  void openApplication(const std::string& path, const OpenConfiguration& configuration,
+                       OpenCompletionHandler completionHandler) override;
 
  private:
+  std::optional<InstalledApplication> installed(const std::string& path);
+
   ElementModel& model_;
+  Journal& journal_;
+  MainQueue& mainQueue_;
+  Mutex mutex_;
+  std::deque<InstalledApplication> installed_;
 };
 
 }  // namespace tavik

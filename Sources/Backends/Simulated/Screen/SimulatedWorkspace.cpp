@@ -1,0 +1,97 @@
+#include "Backends/Simulated/Screen/SimulatedWorkspace.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tavik {
+
+void SimulatedWorkspace::install(InstalledApplication application) {
+  MutexLock lock(mutex_);
+  installed_.push_back(std::move(application));
+}
+
+std::vector<RunningApplication> SimulatedWorkspace::runningApplications() {
+  requireNoLockHeld("runningApplications");
+  return model_.look([&] {
+    std::vector<RunningApplication> running;
+    for (const auto& application : model_.applicationsLocked()) {
+      if (application->isRunning) running.push_back(application->record);
+    }
+    return running;
+  });
+}
+
+std::optional<RunningApplication> SimulatedWorkspace::runningApplication(std::int32_t pid) {
+  requireNoLockHeld("runningApplication");
+  return model_.look([&] {
+    ApplicationNode* application = model_.runningApplicationLocked(pid);
+    return application ? std::optional(application->record) : std::nullopt;
+  });
+}
+
+std::optional<RunningApplication> SimulatedWorkspace::frontmostApplication() {
+  requireNoLockHeld("frontmostApplication");
+  return model_.look([&] {
+    ApplicationNode* application = model_.frontmostLocked();
+    return application ? std::optional(application->record) : std::nullopt;
+  });
+}
+
+ApplicationLayout SimulatedWorkspace::applicationLayout() {
+  return {.pathSuffix = ".app",
+          .directories = {"/Applications", "/System/Applications", "/System/Applications/Utilities",
+                          "/Users/simulated/Applications"}};
+}
+
+std::vector<std::string> SimulatedWorkspace::contentsOfDirectory(const std::string& path) {
+  requireNoLockHeld("contentsOfDirectory");
+  MutexLock lock(mutex_);
+  std::vector<std::string> names;
+  for (const InstalledApplication& application : installed_) {
+    const std::size_t slash = application.path.rfind('/');
+    if (slash != std::string::npos && application.path.substr(0, slash) == path) {
+      names.push_back(application.path.substr(slash + 1));
+    }
+  }
+  return names;
+}
+
+std::optional<ApplicationBundle> SimulatedWorkspace::bundle(const std::string& path) {
+  requireNoLockHeld("bundle");
+  const auto application = installed(path);
+  return application ? std::optional(application->bundle) : std::nullopt;
+}
+
+std::optional<std::string> SimulatedWorkspace::urlForApplication(const std::string& withBundleIdentifier) {
+  requireNoLockHeld("urlForApplication");
+  MutexLock lock(mutex_);
+  for (const InstalledApplication& application : installed_) {
+    if (application.bundle.bundleIdentifier == withBundleIdentifier) return application.path;
+  }
+  return std::nullopt;
+}
+
+void SimulatedWorkspace::openApplication(const std::string& path, const OpenConfiguration& configuration,
+                                         OpenCompletionHandler completionHandler) {
+  requireNoLockHeld("openApplication");
+  JournalEntry launch;
+  launch.kind = "launch";
+  launch.subject = path;
+  launch.name = std::string(configuration.activates ? "in front" : "in the background") +
+                (configuration.addsToRecentItems ? ", remembered" : ", not remembered");
+  journal_.record(std::move(launch));
+  mainQueue_.async([application = installed(path), handler = std::move(completionHandler)] {
+    if (!application) return handler("The file doesn’t exist.");
+    handler(application->launchError);
+    if (!application->launchError && application->whenLaunched) application->whenLaunched();
+  });
+}
+
+std::optional<InstalledApplication> SimulatedWorkspace::installed(const std::string& path) {
+  MutexLock lock(mutex_);
+  const auto found = std::find_if(installed_.begin(), installed_.end(),
+                                  [&](const InstalledApplication& one) { return one.path == path; });
+  return found == installed_.end() ? std::nullopt : std::optional(*found);
+}
+
+}  // namespace tavik

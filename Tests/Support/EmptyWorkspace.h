@@ -1,0 +1,23 @@
+#pragma once
+
+#include "PlatformInterfaces/WorkspacePort.h"
+
+namespace tavik {
+
+/// A workspace in which nothing runs and nothing is installed. Tests override what
+/// they need.
+class EmptyWorkspace : public WorkspacePort {
+ public:
+  std::vector<RunningApplication> runningApplications() override { return {}; }
+  std::optional<RunningApplication> runningApplication(std::int32_t) override { return std::nullopt; }
+  std::optional<RunningApplication> frontmostApplication() override { return std::nullopt; }
+  ApplicationLayout applicationLayout() override { return {}; }
+  std::vector<std::string> contentsOfDirectory(const std::string&) override { return {}; }
+  std::optional<ApplicationBundle> bundle(const std::string&) override { return std::nullopt; }
+  std::optional<std::string> urlForApplication(const std::string&) override { return std::nullopt; }
+  void openApplication(const std::string&, const OpenConfiguration&, OpenCompletionHandler handler) override {
+    handler("There is no application.");
+  }
+};
+
+}  // namespace tavik
