@@ -49,6 +49,13 @@ struct ApplicationLayout {
   std::vector<std::string> directories;
 };
 
+/// One entry of a folder of applications. Where a file's name is not what a person
+/// calls the application, it stands under its other names as well.
+struct DirectoryEntry {
+  std::string name;
+  std::string path;
+};
+
 struct OpenConfiguration {
   /// Whether the application may come to the front.
   bool activates = true;
@@ -71,9 +78,8 @@ class WorkspacePort {
   virtual std::optional<RunningApplication> frontmostApplication() = 0;
 
   virtual ApplicationLayout applicationLayout() = 0;
-  /// The names of a folder's entries, in no order; none for a folder that cannot be
-  /// read.
-  virtual std::vector<std::string> contentsOfDirectory(const std::string& path) = 0;
+  /// A folder's entries, in no order; none for a folder that cannot be read.
+  virtual std::vector<DirectoryEntry> contentsOfDirectory(const std::string& path) = 0;
   /// Absent when there is no application at the path.
   virtual std::optional<ApplicationBundle> bundle(const std::string& path) = 0;
   /// Where the application with the identifier is installed.

@@ -12,7 +12,7 @@ class EmptyWorkspace : public WorkspacePort {
   std::optional<RunningApplication> runningApplication(std::int32_t) override { return std::nullopt; }
   std::optional<RunningApplication> frontmostApplication() override { return std::nullopt; }
   ApplicationLayout applicationLayout() override { return {}; }
-  std::vector<std::string> contentsOfDirectory(const std::string&) override { return {}; }
+  std::vector<DirectoryEntry> contentsOfDirectory(const std::string&) override { return {}; }
   std::optional<ApplicationBundle> bundle(const std::string&) override { return std::nullopt; }
   std::optional<std::string> urlForApplication(const std::string&) override { return std::nullopt; }
   void openApplication(const std::string&, const OpenConfiguration&, OpenCompletionHandler handler) override {

@@ -200,8 +200,8 @@ std::vector<std::string> AppResolver::scannedPaths(const std::string& query,
   const std::string wanted = normalizedEntryName(normalizedAppQuery(query), layout.pathSuffix);
   std::vector<std::string> paths;
   for (const std::string& directory : layout.directories) {
-    for (const std::string& name : workspace_.contentsOfDirectory(directory)) {
-      if (normalizedEntryName(name, layout.pathSuffix) == wanted) paths.push_back(directory + "/" + name);
+    for (const DirectoryEntry& entry : workspace_.contentsOfDirectory(directory)) {
+      if (normalizedEntryName(entry.name, layout.pathSuffix) == wanted) paths.push_back(entry.path);
     }
   }
   return paths;

@@ -119,14 +119,19 @@ ApplicationLayout LinuxWorkspace::applicationLayout() {
   return layout;
 }
 
-std::vector<std::string> LinuxWorkspace::contentsOfDirectory(const std::string& path) {
-  std::vector<std::string> names;
-  std::error_code error;
-  for (std::filesystem::directory_iterator item(path, error), end; !error && item != end;
-       item.increment(error)) {
-    names.push_back(item->path().filename().string());
+std::vector<DirectoryEntry> LinuxWorkspace::contentsOfDirectory(const std::string& path) {
+  std::vector<DirectoryEntry> listed;
+  const auto desktops = DesktopEntryIndex::currentDesktops();
+  const auto entries = entries_.entries();
+  for (const DesktopEntry& entry : *entries) {
+    const std::filesystem::path file = entry.path;
+    if (file.parent_path() != path) continue;
+    listed.push_back({file.filename().string(), entry.path});
+    if (!isShownIn(entry, desktops)) continue;
+    listed.push_back({entry.name, entry.path});
+    listed.push_back({std::string(fileNameOf(entry.program)), entry.path});
   }
-  return names;
+  return listed;
 }
 
 std::optional<ApplicationBundle> LinuxWorkspace::bundle(const std::string& path) {

@@ -30,7 +30,8 @@ class LinuxWorkspace : public WorkspacePort {
   std::optional<RunningApplication> frontmostApplication() override;
 
   ApplicationLayout applicationLayout() override;
-  std::vector<std::string> contentsOfDirectory(const std::string& path) override;
+  /// Each under its file name, and under its name and its program's if menus show it.
+  std::vector<DirectoryEntry> contentsOfDirectory(const std::string& path) override;
   /// Applications that menus do not show are "LSUIElement", those that run inside a
   /// terminal "LSBackgroundOnly".
   std::optional<ApplicationBundle> bundle(const std::string& path) override;

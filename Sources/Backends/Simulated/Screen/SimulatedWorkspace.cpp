@@ -43,17 +43,17 @@ ApplicationLayout SimulatedWorkspace::applicationLayout() {
                           "/Users/simulated/Applications"}};
 }
 
-std::vector<std::string> SimulatedWorkspace::contentsOfDirectory(const std::string& path) {
+std::vector<DirectoryEntry> SimulatedWorkspace::contentsOfDirectory(const std::string& path) {
   requireNoLockHeld("contentsOfDirectory");
   MutexLock lock(mutex_);
-  std::vector<std::string> names;
+  std::vector<DirectoryEntry> entries;
   for (const InstalledApplication& application : installed_) {
     const std::size_t slash = application.path.rfind('/');
     if (slash != std::string::npos && application.path.substr(0, slash) == path) {
-      names.push_back(application.path.substr(slash + 1));
+      entries.push_back({application.path.substr(slash + 1), application.path});
     }
   }
-  return names;
+  return entries;
 }
 
 std::optional<ApplicationBundle> SimulatedWorkspace::bundle(const std::string& path) {

@@ -35,7 +35,7 @@ class SimulatedWorkspace : public WorkspacePort {
   std::optional<RunningApplication> frontmostApplication() override;
 
   ApplicationLayout applicationLayout() override;
-  std::vector<std::string> contentsOfDirectory(const std::string& path) override;
+  std::vector<DirectoryEntry> contentsOfDirectory(const std::string& path) override;
   std::optional<ApplicationBundle> bundle(const std::string& path) override;
   std::optional<std::string> urlForApplication(const std::string& withBundleIdentifier) override;
   void openApplication(const std::string& path, const OpenConfiguration& configuration,

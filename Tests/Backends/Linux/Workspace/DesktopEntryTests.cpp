@@ -87,5 +87,61 @@ TEST(Interpreter, IsKnownByNameWithItsVersion) {
   EXPECT_FALSE(isInterpreter(""));
 }
 
+std::vector<std::string> commandOfLine(const std::string& exec, const std::string& icon = "") {
+  DesktopEntry entry;
+  entry.exec = exec;
+  entry.iconName = icon;
+  entry.name = "My Editor";
+  entry.path = "/usr/share/applications/editor.desktop";
+  return commandOf(entry);
+}
+
+TEST(DesktopEntryCommand, HasNoFilesToOpen) {
+  using Words = std::vector<std::string>;
+  for (const char* exec : {"editor %f", "editor %F", "editor %u", "editor %U", "editor %d %n %v %m"}) {
+    EXPECT_EQ(commandOfLine(exec), Words{"editor"}) << exec;
+  }
+}
+
+TEST(DesktopEntryCommand, HasNameIconAndPathInThePlaceOfTheirCodes) {
+  using Words = std::vector<std::string>;
+  EXPECT_EQ(commandOfLine("editor --title %c --entry=%k 100%%"),
+            (Words{"editor", "--title", "My Editor", "--entry=/usr/share/applications/editor.desktop", "100%"}));
+  EXPECT_EQ(commandOfLine("editor %i -x", "pen"), (Words{"editor", "--icon", "pen", "-x"}));
+  EXPECT_EQ(commandOfLine("editor %i -x"), (Words{"editor", "-x"}));
+}
+
+TEST(DesktopEntryCommand, IsSplitWithoutAShell) {
+  EXPECT_EQ(commandOfLine(R"("/opt/My Editor/run" "a \"b\" \$HOME" $HOME ; rm)"),
+            (std::vector<std::string>{"/opt/My Editor/run", "a \"b\" $HOME", "$HOME", ";", "rm"}));
+}
+
+TEST(DesktopEntryMenus, ShowItOnTheDesktopsThatItNames) {
+  auto shown = [](const std::string& keys, const std::vector<std::string>& desktops) {
+    return isShownIn(*parseDesktopEntry("[Desktop Entry]\nType=Application\nName=x\n" + keys, {}), desktops);
+  };
+  EXPECT_TRUE(shown("", {}));
+  EXPECT_FALSE(shown("NoDisplay=true", {}));
+  EXPECT_TRUE(shown("OnlyShowIn=GNOME;XFCE;", {"ubuntu", "GNOME"}));
+  EXPECT_FALSE(shown("OnlyShowIn=GNOME;", {"KDE"}));
+  EXPECT_FALSE(shown("OnlyShowIn=GNOME;", {}));
+  EXPECT_FALSE(shown("NotShowIn=KDE;", {"KDE"}));
+  EXPECT_TRUE(shown("NotShowIn=KDE;", {"GNOME"}));
+}
+
+TEST(DesktopEntry, SaysHowItIsStarted) {
+  auto entry = parseDesktopEntry(
+      "[Desktop Entry]\nType=Application\nName=x\nExec=run %U\nTryExec=run\nPath=/opt\nTerminal=true\n"
+      "DBusActivatable=true\nIcon=pen\n",
+      {});
+  ASSERT_TRUE(entry);
+  EXPECT_EQ(entry->exec, "run %U");
+  EXPECT_EQ(entry->tryExec, "run");
+  EXPECT_EQ(entry->workingFolder, "/opt");
+  EXPECT_EQ(entry->iconName, "pen");
+  EXPECT_TRUE(entry->isForTerminal);
+  EXPECT_TRUE(entry->isDBusActivatable);
+}
+
 }  // namespace
 }  // namespace tavik
