@@ -104,8 +104,8 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
           "Reads an application: a screenshot of its window and its elements, one a line, indented as "
           "they are nested. A line begins with the element_index and goes on with the role, the title, "
           "the value, the possible secondary actions and what is special, such as (disabled) or "
-          "(selected). An application that does not run is started in the background. Call this before the first action on an "
-          "application and whenever an action is refused because the state is out of date. Indices of "
+          "(selected). An application that does not run is started in the background. Call this before "
+          "the first action on an application and whenever an action is refused because the state is out of date. Indices of "
           "earlier states no longer hold afterwards. The application stays in the background.",
       .inputSchema = ObjectSchema().required("app", app()),
       .isReadOnly = true,
