@@ -63,7 +63,8 @@ struct Runtime {
   Platform& ports = platform->ports();
   BundleIdentifiers identifiers{ports.preferences};
   AXWrapper access{ports.accessibility, ports.process, scheduler, mainQueue};
-  AppSearchEngine appSearchEngine{ports.applicationIndex, ports.workspace, scheduler};
+  AppSearchEngine appSearchEngine{ports.applicationIndex, ports.workspace, scheduler,
+                                  ports.process.bundleIdentifier()};
   ComputerUseToolService toolService{ports, access, appSearchEngine, scheduler};
   ComputerUseRequestRouter toolRequestRouter{toolService};
   ComputerUseRuntimeApplicationDelegate delegate{scheduler,
