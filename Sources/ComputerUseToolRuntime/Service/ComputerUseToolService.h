@@ -34,7 +34,9 @@ class ComputerUseToolService {
   /// The list of applications; needs no gate.
   ToolResult listApps();
   /// The state of an application; call it inside the session-state gate.
-  ToolResult getAppState(const std::string& app) { return stateReader_.getAppState(app); }
+  ToolResult getAppState(const std::string& app) {
+    return stateReader_.getAppState(app, /*allowAppLaunch=*/true);
+  }
   /// An action; call it inside the action gate and outside the session-state gate.
   ToolResult performAction(const std::string& app, const ComputerUseIPCAction& action) {
     return actionFrame_.performAction(app, action);

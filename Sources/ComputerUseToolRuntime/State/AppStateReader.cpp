@@ -58,9 +58,9 @@ AppStateReader::AppStateReader(AppResolver& resolver, ApplicationSnapshotCapture
       session_(session),
       scheduler_(scheduler) {}
 
-ToolResult AppStateReader::getAppState(const std::string& app) {
+ToolResult AppStateReader::getAppState(const std::string& app, bool allowAppLaunch) {
   const MonotonicTime startedAt = scheduler_.now();
-  const ResolvedApp resolved = resolver_.resolveAppPID(app);
+  const ResolvedApp resolved = resolver_.resolveAppPIDForGetAppState(app, allowAppLaunch);
   const auto running = workspace_.runningApplication(resolved.pid);
   const std::string appName = running && running->localizedName ? *running->localizedName : app;
 

@@ -19,10 +19,11 @@ class AppStateReader {
   AppStateReader(AppResolver& resolver, ApplicationSnapshotCapture& capture, AXWrapper& access,
                  WorkspacePort& workspace, ToolSession& session, Scheduler& scheduler);
 
-  /// Called inside the session-state gate. The result is the state's text and, when
+  /// Called inside the session-state gate. An application that does not run is started
+  /// in the background if that is allowed. The result is the state's text and, when
   /// there is one, the picture, else the reason why not. Throws `ToolError` when the
   /// application cannot be resolved, `CancellationError` when cancelled.
-  ToolResult getAppState(const std::string& app);
+  ToolResult getAppState(const std::string& app, bool allowAppLaunch);
 
   /// The focused element of the application as role and names, "name=value" joined
   /// with "|"; absent when it says nothing. Tells whether the focus moved.

@@ -80,6 +80,23 @@ TEST_F(ToolServiceTest, aStateWithoutAPictureSaysWhyNot) {
   });
 }
 
+TEST_F(ToolServiceTest, aStateStartsTheApplicationInTheBackgroundAndTheStateAfterAnActionDoesNot) {
+  world.run([&] {
+    world.desktop.workspace().install(
+        {.path = "/Applications/Mail.app",
+         .bundle = {.bundleIdentifier = "com.example.mail", .infoDictionary = {}},
+         .launchError = std::nullopt,
+         .whenLaunched = [this] {
+           auto mail = world.desktop.application("Mail", "com.example.mail", 43);
+           auto window = mail.window("Inbox", Rect{{0, 0}, {400, 300}});
+           window.add(simulated::button("Quit")).onAction("AXPress", [mail] { mail.exit(); });
+         }});
+    EXPECT_THAT(ToolWorld::textOf(world.getAppState("Mail")), HasSubstr("App=com.example.mail (pid 43)"));
+    EXPECT_THAT(ToolWorld::textOf(world.click("Mail", 1)), HasSubstr("App not found: Mail"));
+    EXPECT_THAT(world.desktop.journal().lines("launch"), SizeIs(1));
+  });
+}
+
 TEST_F(ToolServiceTest, aStateBecomesTheSessionOfLaterActions) {
   world.run([&] {
     std::vector<ToolSession::ActiveSessions> announced;
