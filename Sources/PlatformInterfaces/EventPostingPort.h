@@ -118,4 +118,25 @@ class EventPostingPort {
   virtual double systemUptime() = 0;
 };
 
+/// For platforms where no event reaches one process alone.
+class NoEventPosting : public EventPostingPort {
+ public:
+  std::optional<InputEvent> createMouseEvent(std::uint32_t, std::uint32_t, std::int64_t, int,
+                                             InputEventFailure& failure) override {
+    failure = InputEventFailure::noNSEvent;
+    return std::nullopt;
+  }
+  std::optional<InputEvent> createOtherEvent(std::uint32_t, std::int16_t, double) override { return std::nullopt; }
+  std::optional<InputEvent> createFlagsChangedEvent(std::uint64_t) override { return std::nullopt; }
+  std::optional<InputEvent> createKeyboardEvent(std::uint16_t, bool, std::uint64_t) override { return std::nullopt; }
+  void setUnicodeString(InputEvent&, const std::u16string&) override {}
+  std::optional<InputEvent> createScrollWheelEvent(std::int32_t, std::int32_t) override { return std::nullopt; }
+  bool postToPid(std::int32_t, const InputEvent&) override { return false; }
+  void setIntegerValueField(InputEvent&, std::uint32_t, std::int64_t) override {}
+  void setWindowLocation(InputEvent&, Point) override {}
+  void setLocation(InputEvent&, Point) override {}
+  void setTimestamp(InputEvent&, std::uint64_t) override {}
+  double systemUptime() override { return 0; }
+};
+
 }  // namespace tavik

@@ -5,6 +5,7 @@
 #include "PlatformInterfaces/AccessibilityPort.h"
 #include "PlatformInterfaces/ApplicationIndexPort.h"
 #include "PlatformInterfaces/CodeIdentityPort.h"
+#include "PlatformInterfaces/EventPostingPort.h"
 #include "PlatformInterfaces/ImageCodingPort.h"
 #include "PlatformInterfaces/PreferencesPort.h"
 #include "PlatformInterfaces/ProcessPort.h"
@@ -23,6 +24,7 @@ struct Platform {
   WindowServerPort& windowServer;
   ScreenCapturePort& screenCapture;
   ImageCodingPort& imageCoding;
+  EventPostingPort& eventPosting;
   WorkspacePort& workspace;
   ApplicationIndexPort& applicationIndex;
   RequestTransportPort& requestTransport;

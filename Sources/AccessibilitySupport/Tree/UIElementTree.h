@@ -73,6 +73,9 @@ class UIElementTree {
   std::string serializeForAppState() const;
   std::string windowTreeDescription() const { return serializeForAppState(); }
 
+  /// What the application named as focused, else the one item that says so itself;
+  /// null when there is none.
+  std::shared_ptr<Item> focusedItem() const;
   /// The line of the focused item, or a literal that says that there is none.
   std::string focusedElementDescription() const;
   /// The one item that says of itself that it is focused; null when none or many.

@@ -136,10 +136,6 @@ class SelectionText {
   std::size_t firstLineEnd_ = 0;
 };
 
-std::shared_ptr<Item> focusedItem(const UIElementTree& tree) {
-  return tree.focusedElement ? tree.focusedElement : tree.focusedElementFromFocusedAttribute();
-}
-
 }  // namespace
 
 std::optional<std::string> selectedText(const std::optional<std::string>& fromAXSelectedText,
@@ -176,8 +172,12 @@ std::shared_ptr<Item> UIElementTree::focusedElementFromFocusedAttribute() const 
   return focused;
 }
 
+std::shared_ptr<Item> UIElementTree::focusedItem() const {
+  return focusedElement ? focusedElement : focusedElementFromFocusedAttribute();
+}
+
 std::string UIElementTree::focusedElementDescription() const {
-  const auto focused = focusedItem(*this);
+  const auto focused = focusedItem();
   if (!focused) return "focusedElementDescriptionNotFound";
   std::string description;
   appendAppStateLine(description, *focused, 0, WebSurroundings::of(*focused));
@@ -192,7 +192,7 @@ bool UIElementTree::focusedElementFallbackMatches(const Item& a, const Item& b) 
 }
 
 std::optional<std::string> UIElementTree::selectedElementText() const {
-  const auto focused = focusedItem(*this);
+  const auto focused = focusedItem();
   if (!focused) return std::nullopt;
   return selectedText(read<std::string>(*focused, "AXSelectedText"),
                       read<std::string>(*focused, AXAttributes::value),

@@ -15,6 +15,7 @@
 #include "Backends/Simulated/SimulatedApplication.h"
 #include "Backends/Simulated/System/SimulatedApplicationIndex.h"
 #include "Backends/Simulated/System/SimulatedCodeIdentity.h"
+#include "Backends/Simulated/System/SimulatedEventPosting.h"
 #include "Backends/Simulated/System/SimulatedPreferences.h"
 #include "Backends/Simulated/System/SimulatedProcess.h"
 #include "Backends/Simulated/System/SimulatedRequestTransport.h"
@@ -55,6 +56,7 @@ class SimulatedDesktop {
   SimulatedScreenCapture& screenCapture() { return screenCapture_; }
   SimulatedWorkspace& workspace() { return workspace_; }
   SimulatedApplicationIndex& applicationIndex() { return applicationIndex_; }
+  SimulatedEventPosting& eventPosting() { return eventPosting_; }
   SimulatedRequestTransport& transport() { return transport_; }
   SimulatedCodeIdentity& codeIdentity() { return codeIdentity_; }
   SimulatedPreferences& preferences() { return preferences_; }
@@ -73,6 +75,7 @@ class SimulatedDesktop {
   SimulatedWindowServer windowServer_;
   SimulatedScreenCapture screenCapture_;
   SimulatedImageCoding imageCoding_;
+  SimulatedEventPosting eventPosting_;
   SimulatedWorkspace workspace_;
   SimulatedApplicationIndex applicationIndex_;
   SimulatedRequestTransport transport_;

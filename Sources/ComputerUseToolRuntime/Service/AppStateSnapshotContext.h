@@ -18,6 +18,8 @@ struct AppStateSnapshotContext {
   std::string appName;
   std::optional<std::int32_t> frontmostPID;
   std::optional<std::string> focusedElementDescription;
+  /// Made from the live element, so that a later look at it can be compared.
+  bool focusedElementDescriptionIsComparable = false;
   std::optional<std::uint32_t> targetWindowID;
   std::optional<Rect> targetWindowBounds;
   /// Of the picture that the model got, in pixels.

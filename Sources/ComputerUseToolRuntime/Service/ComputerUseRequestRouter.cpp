@@ -29,7 +29,7 @@ std::optional<ToolResult> ComputerUseRequestRouter::routeToolRequest(const std::
   if (requestType == ComputerUseIPCListAppsRequest::requestType) return toolService_.listApps();
   if (requestType == ComputerUseIPCAppGetStateRequest::requestType) {
     const auto request = decodeRecord<ComputerUseIPCAppGetStateRequest>(requestData);
-    return toolService_.withSerializedSessionState([&] { return toolService_.getAppState(request.app); });
+    return toolService_.withSerializedSessionState([&] { return toolService_.getAppState(request.app, {.allowAppLaunch = true}); });
   }
   if (requestType == ComputerUseIPCAppPerformActionRequest::requestType) {
     const auto request = decodeRecord<ComputerUseIPCAppPerformActionRequest>(requestData);

@@ -36,12 +36,31 @@ ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& ac
       windowScreenshot_(platform.windowServer, platform.screenCapture, platform.imageCoding, windowUtilities_,
                         scheduler),
       captureCoordinator_(platform.windowServer, scheduler, platform.process.environment("TMPDIR").value_or("/tmp")),
+      screenCaptureProbe_(platform.windowServer, scheduler),
       capture_(access, platform.windowServer, windowServerAccess_, applicationWindows_, windowScreenshot_,
                captureCoordinator_, transformations_, captureEnvironment(platform), scheduler),
-      stateReader_(resolver_, capture_, access, platform.workspace, session_, scheduler),
+      userInteractionMonitor_(scheduler),
+      settleAwaiter_(platform.accessibility, scheduler),
+      stateRoots_(access, transformations_, scheduler,
+                  platform.process.environment(StateRootSelector::traceVariable)),
+      richAccessibility_(access, stateRoots_),
+      appStateCapture_(capture_, stateRoots_, richAccessibility_, settleAwaiter_, platform.eventPosting,
+                       platform.workspace, scheduler),
+      fallbackAppState_(capture_, applicationWindows_, windowServerAccess_, screenCaptureProbe_, stateRoots_, access,
+                        transformations_, captureEnvironment(platform), scheduler),
+      stateReader_({.resolver = resolver_,
+                    .capture = appStateCapture_,
+                    .fallback = fallbackAppState_,
+                    .roots = stateRoots_,
+                    .access = access,
+                    .transformations = transformations_,
+                    .workspace = platform.workspace,
+                    .userInteractionMonitor = userInteractionMonitor_,
+                    .session = session_,
+                    .scheduler = scheduler}),
       postActionState_(stateReader_),
       clickAction_(access, scheduler),
-      actionFrame_(resolver_, session_, access, clickAction_, scheduler) {}
+      actionFrame_(resolver_, session_, userInteractionMonitor_, clickAction_, scheduler) {}
 
 ToolResult ComputerUseToolService::listApps() {
   const std::string list = formatListApps(appSearchEngine_.buildSnapshot().apps);
@@ -52,6 +71,8 @@ void ComputerUseToolService::resetForTurnEnded() {
   withSerializedSessionState([this] {
     session_.clearState();
     session_.clearActiveSessions();
+    stateReader_.stopFocusedElementObserver();
+    userInteractionMonitor_.reset();
   });
 }
 

@@ -10,7 +10,9 @@
 #include "ComputerUseToolRuntime/Apps/AppResolver.h"
 #include "ComputerUseToolRuntime/Service/OperationSerializationGate.h"
 #include "ComputerUseToolRuntime/Service/ToolSession.h"
+#include "ComputerUseToolRuntime/State/AppStateCapture.h"
 #include "ComputerUseToolRuntime/State/AppStateReader.h"
+#include "ComputerUseToolRuntime/State/FallbackAppState.h"
 #include "ComputerUseToolRuntime/State/PostActionState.h"
 #include "PlatformInterfaces/Platform.h"
 #include "SlimCore/AppSearch/AppSearchEngine.h"
@@ -34,8 +36,8 @@ class ComputerUseToolService {
   /// The list of applications; needs no gate.
   ToolResult listApps();
   /// The state of an application; call it inside the session-state gate.
-  ToolResult getAppState(const std::string& app) {
-    return stateReader_.getAppState(app, /*allowAppLaunch=*/true);
+  ToolResult getAppState(const std::string& app, const GetAppStateOptions& options) {
+    return stateReader_.getAppState(app, options);
   }
   /// An action; call it inside the action gate and outside the session-state gate.
   ToolResult performAction(const std::string& app, const ComputerUseIPCAction& action) {
@@ -60,6 +62,7 @@ class ComputerUseToolService {
   void resumePresentationForActivity();
 
   ToolSession& session() { return session_; }
+  ComputerUseUserInteractionMonitor& userInteractionMonitor() { return userInteractionMonitor_; }
 
  private:
   AppSearchEngine& appSearchEngine_;
@@ -73,7 +76,14 @@ class ComputerUseToolService {
   ApplicationWindows applicationWindows_;
   WindowScreenshot windowScreenshot_;
   CaptureCoordinator captureCoordinator_;
+  ScreenCapturePermissionProbeBroker screenCaptureProbe_;
   ApplicationSnapshotCapture capture_;
+  ComputerUseUserInteractionMonitor userInteractionMonitor_;
+  AXUISettleAwaiter settleAwaiter_;
+  StateRootSelector stateRoots_;
+  RichAccessibility richAccessibility_;
+  AppStateCapture appStateCapture_;
+  FallbackAppState fallbackAppState_;
   AppStateReader stateReader_;
   PostActionState postActionState_;
   ClickAction clickAction_;

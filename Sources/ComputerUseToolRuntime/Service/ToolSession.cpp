@@ -4,6 +4,11 @@
 
 namespace tavik {
 
+std::shared_ptr<RefetchableAppStateAXTree> ToolSession::currentAppStateTree() const {
+  MutexLock lock(mutex_);
+  return currentAppStateTree_;
+}
+
 std::shared_ptr<UIElementTree> ToolSession::currentTree() const {
   MutexLock lock(mutex_);
   return currentTree_;
@@ -29,19 +34,28 @@ void ToolSession::setActiveSessionsDidChange(ActiveSessionsCallback callback) {
   activeSessionsDidChange_ = std::move(callback);
 }
 
-void ToolSession::install(std::shared_ptr<UIElementTree> tree, AppStateSnapshotContext context) {
+void ToolSession::install(std::shared_ptr<RefetchableAppStateAXTree> appStateTree,
+                          std::shared_ptr<UIElementTree> tree, AppStateSnapshotContext context) {
   ComputerUseActiveSessionSummary summary{context.bundleIdentifier, context.pid, context.appName};
   {
     MutexLock lock(mutex_);
+    currentAppStateTree_.swap(appStateTree);
     currentTree_.swap(tree);
     currentSession_ = std::move(context);
   }
   recordActiveSession(summary);
 }
 
+void ToolSession::setCurrentTree(std::shared_ptr<UIElementTree> tree) {
+  MutexLock lock(mutex_);
+  currentTree_.swap(tree);
+}
+
 void ToolSession::clearState() {
+  std::shared_ptr<RefetchableAppStateAXTree> droppedAppStateTree;
   std::shared_ptr<UIElementTree> dropped;
   MutexLock lock(mutex_);
+  droppedAppStateTree.swap(currentAppStateTree_);
   dropped.swap(currentTree_);
   currentSession_.reset();
 }

@@ -7,6 +7,7 @@
 
 #include "AccessibilitySupport/Tree/UIElementTree.h"
 #include "Base/Concurrency/Mutex.h"
+#include "ComputerUsePlatform/Refetch/RefetchableAppStateAXTree.h"
 #include "ComputerUseToolRuntime/Service/AppStateSnapshotContext.h"
 
 namespace tavik {
@@ -22,6 +23,9 @@ class ToolSession {
   using ActiveSessions = std::vector<ComputerUseActiveSessionSummary>;
   using ActiveSessionsCallback = std::function<void(const ActiveSessions&)>;
 
+  /// The way from the model's indices to live elements.
+  std::shared_ptr<RefetchableAppStateAXTree> currentAppStateTree() const;
+  /// The tree as last rendered, or as an element was last found in it.
   std::shared_ptr<UIElementTree> currentTree() const;
   std::optional<AppStateSnapshotContext> currentSession() const;
   ActiveSessions activeSessions() const;
@@ -30,9 +34,11 @@ class ToolSession {
   /// Told of every change of the active sessions that is to be shown. Set before use.
   void setActiveSessionsDidChange(ActiveSessionsCallback callback);
 
-  /// Replaces tree and context together and records the application as active.
-  void install(std::shared_ptr<UIElementTree> tree, AppStateSnapshotContext context);
-  /// Forgets tree and context; the active sessions stay.
+  /// Replaces trees and context together and records the application as active.
+  void install(std::shared_ptr<RefetchableAppStateAXTree> appStateTree, std::shared_ptr<UIElementTree> tree,
+               AppStateSnapshotContext context);
+  void setCurrentTree(std::shared_ptr<UIElementTree> tree);
+  /// Forgets trees and context; the active sessions stay.
   void clearState();
 
   void clearActiveSessions();
@@ -44,6 +50,7 @@ class ToolSession {
   void announce(const ActiveSessions& sessions);
 
   mutable Mutex mutex_;
+  std::shared_ptr<RefetchableAppStateAXTree> currentAppStateTree_;
   std::shared_ptr<UIElementTree> currentTree_;
   std::optional<AppStateSnapshotContext> currentSession_;
   ActiveSessions activeSessions_;

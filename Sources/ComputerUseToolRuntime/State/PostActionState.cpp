@@ -5,7 +5,7 @@
 namespace tavik {
 
 ToolResult PostActionState::capture(const std::string& app) {
-  ToolResult state = reader_.getAppState(app, /*allowAppLaunch=*/false);
+  ToolResult state = reader_.getAppState(app, {});
   for (ToolResultContent& block : state.content) {
     if (block.isText()) block = ToolResultContent::text(stripAppStateEnvelope(block.text()));
   }

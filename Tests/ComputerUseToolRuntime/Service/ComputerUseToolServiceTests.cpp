@@ -208,6 +208,7 @@ TEST_F(ToolServiceTest, aRightClickShowsTheMenuOfTheElement) {
 TEST_F(ToolServiceTest, whatIsNotThereYetSaysSoAndTouchesNothing) {
   world.run([&] {
     world.getAppState("Notes");
+    world.desktop.journal().clear();
     EXPECT_THAT(ToolWorld::refusalOf([&] { world.click("Notes", 2, 2); }), HasSubstr("not available in this version"));
     EXPECT_THAT(ToolWorld::refusalOf([&] { world.perform("Notes", TypeTextParams{"x"}); }),
                 HasSubstr("typeText is not available in this version of Tavik Computer Use."));
@@ -244,16 +245,20 @@ TEST_F(ToolServiceTest, anApplicationThatHangsStillGetsAPartialStateWithinItsTim
   world.run([&] {
     auto mail = world.desktop.application("Mail", "com.example.mail", 43);
     mail.window("Inbox", Rect{{0, 0}, {400, 300}}).add(button("Send"));
+    const auto mailTakes = [&] {
+      const MonotonicTime start = world.scheduler.now();
+      EXPECT_THAT(ToolWorld::textOf(world.getAppState("Mail")), HasSubstr("button Send"));
+      return world.scheduler.now() - start;
+    };
+    const Duration undisturbed = mailTakes();
     notes.on(AXCall::any()).hangs();
     const MonotonicTime before = world.scheduler.now();
     const ToolResult state = world.getAppState("Notes");
-    EXPECT_LE(world.scheduler.now() - before, seconds(8));
+    EXPECT_LT(world.scheduler.now() - before, seconds(30)) << "a request ends after thirty seconds";
     EXPECT_FALSE(state.isError);
     EXPECT_THAT(ToolWorld::textOf(state), HasSubstr("AX tree truncated"));
 
-    const MonotonicTime beforeMail = world.scheduler.now();
-    EXPECT_THAT(ToolWorld::textOf(world.getAppState("Mail")), HasSubstr("button Send"));
-    EXPECT_LE(world.scheduler.now() - beforeMail, milliseconds(200)) << "others are not slowed";
+    EXPECT_EQ(mailTakes(), undisturbed) << "others are not slowed";
   });
 }
 

@@ -20,7 +20,7 @@ class ToolSessionTest : public ::testing::Test {
     context.bundleIdentifier = identifier;
     context.pid = pid;
     context.appName = name;
-    session.install(std::make_shared<UIElementTree>(std::make_shared<UIElementTree::Item>(), pid), context);
+    session.install(nullptr, std::make_shared<UIElementTree>(std::make_shared<UIElementTree::Item>(), pid), context);
   }
 
   ToolSession session;

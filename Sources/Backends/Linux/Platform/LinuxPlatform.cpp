@@ -22,6 +22,7 @@ LinuxPlatform::LinuxPlatform(MainQueue& mainQueue, std::string teamIdentifier)
              .windowServer = windowServer_,
              .screenCapture = screenCapture_,
              .imageCoding = imageCoding_,
+             .eventPosting = eventPosting_,
              .workspace = workspace_,
              .applicationIndex = applicationIndex_,
              .requestTransport = requestTransport_,

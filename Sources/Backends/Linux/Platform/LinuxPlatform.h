@@ -45,6 +45,7 @@ class LinuxPlatform {
   NoScreenCapture screenCapture_;
   PixmanImageCoding imageCoding_;
   ApplicationLauncher launcher_;
+  NoEventPosting eventPosting_;
   LinuxWorkspace workspace_;
   LinuxApplicationIndex applicationIndex_;
   BusRequestTransport requestTransport_;
