@@ -36,7 +36,6 @@ void SystemFocusedUIElementObserver::start() {
   {
     MutexLock lock(lock_);
     observer_ = created.value;
-    appElement_ = application;
   }
   TavikComputerUseLogger::info(LogCategory::accessibility, "observer_started", {{"targetPid", pid_}});
   refreshFocusedElement();
@@ -44,16 +43,14 @@ void SystemFocusedUIElementObserver::start() {
 
 void SystemFocusedUIElementObserver::stop() {
   std::shared_ptr<AXObserver> stopped;
-  AXElement application;
   {
     MutexLock lock(lock_);
     stopped.swap(observer_);
-    std::swap(application, appElement_);
     cachedFocusedElement_ = AXElement();
   }
-  if (!stopped) return;
-  access_.port().removeNotification(stopped, application, AXNotifications::focusedUIElementChanged);
-  access_.port().removeObserverSource(stopped);
+  // The registration ends with the observer; taking it back one by one would wait
+  // for an application that may hang.
+  if (stopped) access_.port().removeObserverSource(stopped);
 }
 
 bool SystemFocusedUIElementObserver::isRunning() const {

@@ -44,7 +44,6 @@ class SystemFocusedUIElementObserver : public std::enable_shared_from_this<Syste
   const Callback onFocusedUIElementChanged_;
   mutable Mutex lock_;
   std::shared_ptr<AXObserver> observer_;
-  AXElement appElement_;
   AXElement cachedFocusedElement_;
 };
 

@@ -91,7 +91,7 @@ ToolResult AppStateReader::getAppState(const std::string& app, const GetAppState
   look.diagnostics.startedAt = look.phaseStartedAt = services_.scheduler.now();
   try {
     look.wasJustStarted = !isRunning(app);
-    look.resolved = services_.resolver.resolveAppPID(app);
+    look.resolved = services_.resolver.resolveAppPIDForGetAppState(app, options.allowAppLaunch);
   } catch (...) {
     enterPhase(look, Phase::appResolution);
     look.diagnostics.emit(services_.scheduler.now());
