@@ -117,6 +117,10 @@ INSTANTIATE_TEST_SUITE_P(EveryWay, LaunchAs,
                                                "org.gnome.TextEditor"}),
                          [](const auto& test) { return std::string(test.param.how); });
 
+TEST_F(Launch, OfAProgramTakesTheEntryThatAsksNothingElseOfIt) {
+  EXPECT_THAT(resolver.appLaunchURL("mousepad").value_or("none"), testing::EndsWith("/org.xfce.mousepad.desktop"));
+}
+
 TEST_F(Launch, OfAnApplicationForTheTerminalSaysSo) {
   try {
     resolver.resolveAppPIDForGetAppState("vim.desktop", true);

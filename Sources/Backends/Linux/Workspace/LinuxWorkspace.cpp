@@ -119,19 +119,27 @@ ApplicationLayout LinuxWorkspace::applicationLayout() {
   return layout;
 }
 
+/// By file name, then by the name in menus, then by program; of entries that start
+/// the same program the one first that asks nothing else of it, so that "mousepad"
+/// opens the editor and not its settings.
 std::vector<DirectoryEntry> LinuxWorkspace::contentsOfDirectory(const std::string& path) {
-  std::vector<DirectoryEntry> listed;
+  std::vector<DirectoryEntry> files;
+  std::vector<DirectoryEntry> names;
+  std::vector<DirectoryEntry> programs;
   const auto desktops = DesktopEntryIndex::currentDesktops();
   const auto entries = entries_.entries();
   for (const DesktopEntry& entry : *entries) {
     const std::filesystem::path file = entry.path;
     if (file.parent_path() != path) continue;
-    listed.push_back({file.filename().string(), entry.path});
+    files.push_back({file.filename().string(), entry.path});
     if (!isShownIn(entry, desktops)) continue;
-    listed.push_back({entry.name, entry.path});
-    listed.push_back({std::string(fileNameOf(entry.program)), entry.path});
+    names.push_back({entry.name, entry.path});
+    const bool isPlain = wordsOfExec(entry.exec).size() == 1;
+    programs.insert(isPlain ? programs.begin() : programs.end(), {std::string(fileNameOf(entry.program)), entry.path});
   }
-  return listed;
+  files.insert(files.end(), names.begin(), names.end());
+  files.insert(files.end(), programs.begin(), programs.end());
+  return files;
 }
 
 std::optional<ApplicationBundle> LinuxWorkspace::bundle(const std::string& path) {
