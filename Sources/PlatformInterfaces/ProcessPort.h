@@ -27,6 +27,8 @@ class ProcessPort {
 
   virtual std::optional<std::string> environment(const std::string& name) = 0;
   virtual std::string homeDirectory() = 0;
+  /// Where programs keep the user's settings and data.
+  virtual std::string applicationSupportDirectory() { return homeDirectory() + "/Library/Application Support"; }
   /// The identifier and folder of this application, and the system's version text.
   virtual std::optional<std::string> bundleIdentifier() = 0;
   virtual std::string bundlePath() = 0;

@@ -8,6 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "PlatformInterfaces/RefusedApplicationClass.h"
+
 namespace tavik {
 
 enum class ActivationPolicy {
@@ -30,6 +32,8 @@ struct RunningApplication {
   ActivationPolicy activationPolicy = ActivationPolicy::regular;
   /// Text entries of its information dictionary ("CFBundleName", ...).
   std::map<std::string, std::string> infoDictionary;
+  /// Set when the platform itself knows that the agent must not touch it.
+  std::optional<RefusedApplicationClass> refusedClass = {};
 };
 
 /// What a bundle on the disk says of itself.
@@ -39,6 +43,8 @@ struct ApplicationBundle {
 
   std::optional<std::string> bundleIdentifier;
   std::map<std::string, InfoValue> infoDictionary;
+  /// As in `RunningApplication`.
+  std::optional<RefusedApplicationClass> refusedClass = {};
 };
 
 /// How applications lie on the disk.

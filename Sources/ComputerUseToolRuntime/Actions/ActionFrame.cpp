@@ -5,7 +5,6 @@
 
 #include "Base/Text/Text.h"
 #include "ComputerUseContracts/ToolError.h"
-#include "ComputerUseToolRuntime/Safety/AppApprovalError.h"
 #include "SlimCore/Logging/TavikComputerUseLogger.h"
 
 namespace tavik {
@@ -49,10 +48,12 @@ std::string nearbyElementDescriptions(std::int64_t index, const UIElementTree& t
   return text::joined(entries, " | ");
 }
 
-ActionFrame::ActionFrame(AppResolver& resolver, ToolSession& session,
-                         ComputerUseUserInteractionMonitor& userInteractionMonitor, ClickAction& click,
-                         Scheduler& scheduler)
+ActionFrame::ActionFrame(AppResolver& resolver, AppApprovalStore& approvalStore, ProcessPort& process,
+                         ToolSession& session, ComputerUseUserInteractionMonitor& userInteractionMonitor,
+                         ClickAction& click, Scheduler& scheduler)
     : resolver_(resolver),
+      approvalStore_(approvalStore),
+      process_(process),
       session_(session),
       userInteractionMonitor_(userInteractionMonitor),
       click_(click),
@@ -60,9 +61,8 @@ ActionFrame::ActionFrame(AppResolver& resolver, ToolSession& session,
 
 ToolResult ActionFrame::performAction(const std::string& app, const ComputerUseIPCAction& action) {
   const ResolvedApp resolved = resolver_.resolveAppPID(app);
-  if (BundleIdentifiers::systemSecurityProcesses().contains(resolved.bundleID)) {
-    throw AppApprovalError::systemSecurityProcess(resolved.bundleID);
-  }
+  AppApprovalStore::checkSystemProcessDenylist(resolved.bundleID);
+  requireApproval(resolved.bundleID);
   guardActionCanUseLatestState(app, resolved);
   // A client that was told "timeout" must not see the action happen afterwards.
   scheduler_.checkCancellation();
@@ -89,6 +89,16 @@ ToolResult ActionFrame::dispatch(const ComputerUseIPCAction& action) {
     throw notAvailable("click by coordinates");
   }
   return click_.perform(findElement(*click->elementIndex)->axElement, *click);
+}
+
+void ActionFrame::requireApproval(const std::string& bundleID) {
+  if (approvalStore_.isApproved(bundleID)) return;
+  if (process_.environment(requireApprovalVariable) == "1") {
+    throw ToolError::ipcError("Target app approval required for " + bundleID +
+                              ". Approve this app before sending mutation tools.");
+  }
+  approvalStore_.approve(bundleID, /*persistent=*/false);
+  TavikComputerUseLogger::info(LogCategory::tools, "target_app_session_approved", {{"appBundleID", bundleID}});
 }
 
 void ActionFrame::guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app) {

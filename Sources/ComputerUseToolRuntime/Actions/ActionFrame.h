@@ -9,8 +9,9 @@
 #include "ComputerUseContracts/ToolResult.h"
 #include "ComputerUseToolRuntime/Actions/ClickAction.h"
 #include "ComputerUseToolRuntime/Apps/AppResolver.h"
+#include "ComputerUseToolRuntime/Safety/AppApprovalStore.h"
 #include "ComputerUseToolRuntime/Service/ToolSession.h"
-#include "SlimCore/Identity/BundleIdentifiers.h"
+#include "PlatformInterfaces/ProcessPort.h"
 
 namespace tavik {
 
@@ -19,19 +20,25 @@ namespace tavik {
 /// touched the application when a gate refuses.
 class ActionFrame {
  public:
-  ActionFrame(AppResolver& resolver, ToolSession& session, ComputerUseUserInteractionMonitor& userInteractionMonitor,
-              ClickAction& click, Scheduler& scheduler);
+  /// Set to "1" it lets actions touch only applications that the user has approved.
+  static constexpr const char* requireApprovalVariable = "TAVIK_COMPUTER_USE_REQUIRE_TARGET_APPROVAL";
+
+  ActionFrame(AppResolver& resolver, AppApprovalStore& approvalStore, ProcessPort& process, ToolSession& session,
+              ComputerUseUserInteractionMonitor& userInteractionMonitor, ClickAction& click, Scheduler& scheduler);
 
   /// Throws `ToolError`; `AppApprovalError` for a security process; `CancellationError`
   /// when the caller was given up before anything was done.
   ToolResult performAction(const std::string& app, const ComputerUseIPCAction& action);
 
  private:
+  void requireApproval(const std::string& bundleID);
   void guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app);
   ToolResult dispatch(const ComputerUseIPCAction& action);
   std::shared_ptr<UIElementTree::Item> findElement(std::int64_t index);
 
   AppResolver& resolver_;
+  AppApprovalStore& approvalStore_;
+  ProcessPort& process_;
   ToolSession& session_;
   ComputerUseUserInteractionMonitor& userInteractionMonitor_;
   ClickAction& click_;

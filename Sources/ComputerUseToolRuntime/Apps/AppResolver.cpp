@@ -126,7 +126,7 @@ ResolvedApp AppResolver::resolveAppPID(const std::string& query) {
   if (!match) throw ToolError::appNotFound(appNotFoundMessage(query, running));
 
   ResolvedApp resolved{match->pid, match->bundleIdentifier.value_or(query)};
-  if (auto refusal = AppSafetyBlocklist::check(resolved.bundleID)) throw ToolError::ipcError(*refusal);
+  if (auto refusal = AppSafetyBlocklist::check(resolved.bundleID, match->refusedClass)) throw ToolError::ipcError(*refusal);
   return resolved;
 }
 
@@ -144,9 +144,9 @@ void AppResolver::launchAppForGetAppState(const std::string& query) {
   const auto url = appLaunchURL(query);
   if (!url) throw ToolError::appNotFound(notFoundNow(query));
   const auto bundle = workspace_.bundle(*url);
-  if (bundle && bundle->bundleIdentifier) {
-    if (auto refusal = AppSafetyBlocklist::check(*bundle->bundleIdentifier))
-      throw ToolError::ipcError(*refusal);
+  if (bundle) {
+    const auto refusal = AppSafetyBlocklist::check(bundle->bundleIdentifier.value_or(""), bundle->refusedClass);
+    if (refusal) throw ToolError::ipcError(*refusal);
   }
   open(*url, query);
   awaitRegistration(query);

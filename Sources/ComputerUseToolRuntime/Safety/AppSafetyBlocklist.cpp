@@ -12,17 +12,6 @@ const std::set<std::string>& AppSafetyBlocklist::passwordManagers() {
       "com.nordsec.nordpass",
       "me.proton.pass.electron",
       "me.proton.pass.catalyst",
-      // Identifiers of desktop entries.
-      "1password",
-      "bitwarden",
-      "org.gnome.seahorse.Application",
-      "org.gnome.World.Secrets",
-      "org.kde.kwalletmanager5",
-      "org.kde.kwalletmanager",
-      "org.keepassxc.KeePassXC",
-      "keepassx2",
-      "keepass2",
-      "proton-pass",
   };
   return members;
 }
@@ -39,27 +28,6 @@ const std::set<std::string>& AppSafetyBlocklist::terminals() {
       "dev.commandline.waveterm",
       "org.alacritty",
       "co.zeit.hyper",
-      // Identifiers of desktop entries.
-      "Alacritty",
-      "debian-uxterm",
-      "debian-xterm",
-      "foot",
-      "kitty",
-      "lxterminal",
-      "mate-terminal",
-      "org.gnome.Console",
-      "org.gnome.Ptyxis",
-      "org.gnome.Terminal",
-      "org.kde.konsole",
-      "org.kde.yakuake",
-      "org.wezfurlong.wezterm",
-      "qterminal",
-      "rxvt-unicode",
-      "terminator",
-      "tilix",
-      "com.gexperts.Tilix",
-      "xfce4-terminal",
-      "xterm",
   };
   return members;
 }
@@ -67,22 +35,30 @@ const std::set<std::string>& AppSafetyBlocklist::terminals() {
 const std::set<std::string>& AppSafetyBlocklist::systemApps() {
   static const std::set<std::string> members = {
       "com.apple.UserNotificationCenter",
-      // Agents that ask for passwords on a Linux desktop.
-      "org.kde.polkit-kde-authentication-agent-1",
-      "polkit-gnome-authentication-agent-1",
   };
   return members;
 }
 
-std::optional<std::string> AppSafetyBlocklist::check(const std::string& bundleIdentifier) {
-  if (passwordManagers().contains(bundleIdentifier)) {
+const std::set<std::string>& AppSafetyBlocklist::allBlocked() {
+  static const std::set<std::string> members = [] {
+    std::set<std::string> all = passwordManagers();
+    all.insert(terminals().begin(), terminals().end());
+    all.insert(systemApps().begin(), systemApps().end());
+    return all;
+  }();
+  return members;
+}
+
+std::optional<std::string> AppSafetyBlocklist::check(const std::string& bundleIdentifier,
+                                                     std::optional<RefusedApplicationClass> platformClass) {
+  if (!platformClass && !allBlocked().contains(bundleIdentifier)) return std::nullopt;
+  if (passwordManagers().contains(bundleIdentifier) || platformClass == RefusedApplicationClass::passwordManager) {
     return "Computer Use cannot interact with password managers for security reasons.";
   }
-  if (terminals().contains(bundleIdentifier)) {
+  if (terminals().contains(bundleIdentifier) || platformClass == RefusedApplicationClass::terminal) {
     return "Computer Use cannot interact with terminal applications for security reasons.";
   }
-  if (systemApps().contains(bundleIdentifier)) return "Computer Use cannot interact with this application.";
-  return std::nullopt;
+  return "Computer Use cannot interact with this application.";
 }
 
 }  // namespace tavik

@@ -26,6 +26,7 @@ CaptureEnvironment captureEnvironment(Platform& platform) {
 ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& access,
                                                AppSearchEngine& appSearchEngine, Scheduler& scheduler)
     : appSearchEngine_(appSearchEngine),
+      approvalStore_(platform.process.applicationSupportDirectory()),
       actionSerializationGate_(scheduler),
       sessionStateSerializationGate_(scheduler),
       resolver_(platform.workspace, appSearchEngine, scheduler),
@@ -60,7 +61,8 @@ ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& ac
                     .scheduler = scheduler}),
       postActionState_(stateReader_),
       clickAction_(access, scheduler),
-      actionFrame_(resolver_, session_, userInteractionMonitor_, clickAction_, scheduler) {}
+      actionFrame_(resolver_, approvalStore_, platform.process, session_, userInteractionMonitor_, clickAction_,
+                   scheduler) {}
 
 ToolResult ComputerUseToolService::listApps() {
   const std::string list = formatListApps(appSearchEngine_.buildSnapshot().apps);

@@ -66,6 +66,7 @@ class ComputerUseToolService {
 
  private:
   AppSearchEngine& appSearchEngine_;
+  AppApprovalStore approvalStore_;
   OperationSerializationGate actionSerializationGate_;
   OperationSerializationGate sessionStateSerializationGate_;
   ToolSession session_;

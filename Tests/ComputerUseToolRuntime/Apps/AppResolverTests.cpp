@@ -107,7 +107,7 @@ TEST_F(AppResolverTest, anEmptyQueryMatchesNothing) {
 }
 
 TEST_F(AppResolverTest, passwordManagersTerminalsAndSystemAgentsAreRefusedInTheirWords) {
-  workspace.apps = {app(1, "com.bitwarden.desktop", "Bitwarden"), app(2, "org.gnome.Terminal", "Terminal"),
+  workspace.apps = {app(1, "com.bitwarden.desktop", "Bitwarden"), app(2, "com.apple.Terminal", "Terminal"),
                     app(3, "com.apple.UserNotificationCenter", "Notifications")};
   EXPECT_EQ(failureOf("Bitwarden"),
             "IPC error: Computer Use cannot interact with password managers for security reasons.");

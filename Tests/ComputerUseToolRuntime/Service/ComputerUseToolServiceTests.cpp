@@ -329,7 +329,7 @@ TEST_F(ToolServiceTest, anActionThatIsGivenUpWhileItWaitsForItsTurnIsNotDone) {
 
 TEST_F(ToolServiceTest, refusedClassesAreRefusedBeforeAnyReading) {
   world.run([&] {
-    auto terminal = world.desktop.application("Terminal", "org.gnome.Terminal", 50);
+    auto terminal = world.desktop.application("Terminal", "com.apple.Terminal", 50);
     auto screen = terminal.window("root", Rect{{0, 0}, {400, 300}});
     EXPECT_EQ(ToolWorld::refusalOf([&] { world.getAppState("Terminal"); }),
               "IPC error: Computer Use cannot interact with terminal applications for security reasons.");

@@ -86,6 +86,11 @@ std::string LinuxProcess::bundlePath() {
   return std::filesystem::path(ownExecutablePath()).parent_path().string();
 }
 
+std::string LinuxProcess::applicationSupportDirectory() {
+  const auto data = environment("XDG_DATA_HOME");
+  return data && data->starts_with('/') ? *data + "/Tavik" : homeDirectory() + "/.local/share/Tavik";
+}
+
 std::string LinuxProcess::operatingSystemVersion() {
   utsname kernel{};
   uname(&kernel);

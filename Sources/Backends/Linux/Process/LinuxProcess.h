@@ -18,6 +18,8 @@ class LinuxProcess : public ProcessPort {
 
   std::optional<std::string> environment(const std::string& name) override;
   std::string homeDirectory() override;
+  /// The data folder of the desktop's conventions.
+  std::string applicationSupportDirectory() override;
   /// That of the system's own programs, absent in any other program.
   std::optional<std::string> bundleIdentifier() override;
   /// The folder of this program.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Backends/Linux/Workspace/RefusedApplications.h"
+
 namespace tavik {
 
 namespace {
@@ -104,6 +106,10 @@ RunningApplication LinuxWorkspace::describe(std::int32_t pid, const Survey& surv
   }
   if (!program.empty()) application.infoDictionary["CFBundleExecutable"] = program;
 
+  application.refusedClass =
+      refusedApplicationClass(entry ? entry->id : "", entry ? entry->categories : std::vector<std::string>(), program,
+                              window != nullptr ? window->className : "");
+
   bool hasWindow = window != nullptr && isApplicationWindow(*window);
   // Without a window yet, or one that the X server does not know of.
   bool isListed = entry && !entry->isNoDisplay;
@@ -145,13 +151,15 @@ std::vector<DirectoryEntry> LinuxWorkspace::contentsOfDirectory(const std::strin
 std::optional<ApplicationBundle> LinuxWorkspace::bundle(const std::string& path) {
   const auto entry = entries_.entryOfPath(path);
   if (!entry) return std::nullopt;
+  const std::string program(fileNameOf(entry->program));
   return ApplicationBundle{
       .bundleIdentifier = entry->id,
       .infoDictionary = {{"CFBundleName", entry->name},
                          {"CFBundleDisplayName", entry->name},
-                         {"CFBundleExecutable", std::string(fileNameOf(entry->program))},
+                         {"CFBundleExecutable", program},
                          {"LSUIElement", !isShownIn(*entry, DesktopEntryIndex::currentDesktops())},
-                         {"LSBackgroundOnly", entry->isForTerminal}}};
+                         {"LSBackgroundOnly", entry->isForTerminal}},
+      .refusedClass = refusedApplicationClass(entry->id, entry->categories, program, entry->startupWMClass)};
 }
 
 std::optional<std::string> LinuxWorkspace::urlForApplication(const std::string& withBundleIdentifier) {
