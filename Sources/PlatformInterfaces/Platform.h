@@ -6,6 +6,7 @@
 #include "PlatformInterfaces/ApplicationIndexPort.h"
 #include "PlatformInterfaces/CodeIdentityPort.h"
 #include "PlatformInterfaces/EventPostingPort.h"
+#include "PlatformInterfaces/EventTapPort.h"
 #include "PlatformInterfaces/ImageCodingPort.h"
 #include "PlatformInterfaces/PreferencesPort.h"
 #include "PlatformInterfaces/ProcessPort.h"
@@ -25,6 +26,7 @@ struct Platform {
   ScreenCapturePort& screenCapture;
   ImageCodingPort& imageCoding;
   EventPostingPort& eventPosting;
+  EventTapPort& eventTaps;
   WorkspacePort& workspace;
   ApplicationIndexPort& applicationIndex;
   RequestTransportPort& requestTransport;

@@ -18,6 +18,7 @@ SimulatedDesktop::SimulatedDesktop(Scheduler& scheduler, MainQueue& mainQueue)
                 .screenCapture = screenCapture_,
                 .imageCoding = imageCoding_,
                 .eventPosting = eventPosting_,
+                .eventTaps = eventTaps_,
                 .workspace = workspace_,
                 .applicationIndex = applicationIndex_,
                 .requestTransport = transport_,

@@ -16,6 +16,7 @@
 #include "Backends/Simulated/System/SimulatedApplicationIndex.h"
 #include "Backends/Simulated/System/SimulatedCodeIdentity.h"
 #include "Backends/Simulated/System/SimulatedEventPosting.h"
+#include "Backends/Simulated/System/SimulatedEventTaps.h"
 #include "Backends/Simulated/System/SimulatedPreferences.h"
 #include "Backends/Simulated/System/SimulatedProcess.h"
 #include "Backends/Simulated/System/SimulatedRequestTransport.h"
@@ -57,6 +58,7 @@ class SimulatedDesktop {
   SimulatedWorkspace& workspace() { return workspace_; }
   SimulatedApplicationIndex& applicationIndex() { return applicationIndex_; }
   SimulatedEventPosting& eventPosting() { return eventPosting_; }
+  SimulatedEventTaps& eventTaps() { return eventTaps_; }
   SimulatedRequestTransport& transport() { return transport_; }
   SimulatedCodeIdentity& codeIdentity() { return codeIdentity_; }
   SimulatedPreferences& preferences() { return preferences_; }
@@ -76,6 +78,7 @@ class SimulatedDesktop {
   SimulatedScreenCapture screenCapture_;
   SimulatedImageCoding imageCoding_;
   SimulatedEventPosting eventPosting_;
+  SimulatedEventTaps eventTaps_;
   SimulatedWorkspace workspace_;
   SimulatedApplicationIndex applicationIndex_;
   SimulatedRequestTransport transport_;

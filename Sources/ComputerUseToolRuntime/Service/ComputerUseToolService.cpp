@@ -62,7 +62,8 @@ ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& ac
       postActionState_(stateReader_),
       clickAction_(access, scheduler),
       actionFrame_(resolver_, approvalStore_, platform.process, session_, userInteractionMonitor_, clickAction_,
-                   scheduler) {}
+                   scheduler),
+      userInputObserver_(platform.eventTaps, userInteractionMonitor_) {}
 
 ToolResult ComputerUseToolService::listApps() {
   const std::string list = formatListApps(appSearchEngine_.buildSnapshot().apps);

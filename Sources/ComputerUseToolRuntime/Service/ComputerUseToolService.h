@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "AccessibilitySupport/Focus/UserInputObserver.h"
 #include "ComputerUseContracts/ComputerUseIPCAction.h"
 #include "ComputerUseContracts/ToolResult.h"
 #include "ComputerUsePlatform/Capture/ApplicationSnapshotCapture.h"
@@ -89,6 +90,7 @@ class ComputerUseToolService {
   PostActionState postActionState_;
   ClickAction clickAction_;
   ActionFrame actionFrame_;
+  UserInputObserver userInputObserver_;
 };
 
 }  // namespace tavik

@@ -12,6 +12,7 @@
 #include "Backends/Linux/Transport/BusRequestTransport.h"
 #include "Backends/Linux/Windows/PixmanImageCoding.h"
 #include "Backends/Linux/Windows/X11Desktop.h"
+#include "Backends/Linux/Windows/X11EventTaps.h"
 #include "Backends/Linux/Windows/X11WindowPlacement.h"
 #include "Backends/Linux/Windows/X11WindowServer.h"
 #include "Backends/Linux/Workspace/DesktopEntryIndex.h"
@@ -42,6 +43,7 @@ class LinuxPlatform {
 
   ATSPIAccessibilityPort accessibility_;
   X11WindowServer windowServer_;
+  X11EventTaps eventTaps_;
   NoScreenCapture screenCapture_;
   PixmanImageCoding imageCoding_;
   ApplicationLauncher launcher_;
