@@ -31,8 +31,9 @@ ApplicationSnapshotCapture::ApplicationSnapshotCapture(
 
 ApplicationSnapshotCapture::CaptureResult ApplicationSnapshotCapture::capture(std::int32_t pid,
                                                                               const Options& options) {
-  // One reading serves the window search, the build and the passes.
-  const auto readScope = access_.port().beginReadScope(access_.port().createApplication(pid));
+  CaptureResult result;
+  // One reading serves the window search, the build, the passes and what comes after.
+  result.readScope = access_.port().beginReadScope(access_.port().createApplication(pid));
   WindowServerWindowSnapshot windows(broker_);
   const auto target = options.preferredTargetWindowID
                           ? targetWindowSnapshot(*options.preferredTargetWindowID, pid, windows)
@@ -41,7 +42,6 @@ ApplicationSnapshotCapture::CaptureResult ApplicationSnapshotCapture::capture(st
   const CapturePolicy policy =
       options.capturePolicy.value_or(defaultCapturePolicy(pid, target.has_value(), environment_));
 
-  CaptureResult result;
   if (target) {
     result.targetWindowID = target->windowID;
     result.targetWindowBounds = target->bounds;

@@ -46,6 +46,9 @@ class ApplicationSnapshotCapture {
     Point cursorPosition;
     std::shared_ptr<UIElementTree> tree;
     std::optional<std::string> screenshotErrorDescription;
+    /// While it lives, the tree's live parts are read from what was fetched for it.
+    /// Let go of it before the application is looked at again.
+    std::shared_ptr<AXReadScope> readScope;
   };
 
   /// A picture, and where on the screen what it shows is.

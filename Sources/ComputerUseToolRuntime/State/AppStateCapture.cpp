@@ -49,6 +49,7 @@ CaptureResult AppStateCapture::captureWithRetries(std::int32_t pid, const AppSta
   std::string signature = stateTreeSignature(*best.tree);
   bool repetition = false;
   for (const Duration delay : outerDelays) {
+    best.readScope.reset();
     scheduler_.sleep(delay);
     CaptureResult retried = captureOnceWithLocalRetries(pid, retryOptions);
     std::string retriedSignature = stateTreeSignature(*retried.tree);
@@ -69,6 +70,7 @@ CaptureResult AppStateCapture::captureOnceWithLocalRetries(std::int32_t pid, con
   CaptureResult best = captureNormalized(pid, options);
   for (const Duration delay : options.allowSparseReadinessRetries ? freshLaunchDelays : ordinaryDelays) {
     if (passesReadinessTest(*best.tree)) break;
+    best.readScope.reset();
     if (options.allowSyntheticFocusRecovery && !isFrontmost(pid)) {
       SyntheticAppFocusEnforcer::postSyntheticFocusEvent(events_, pid);
       scheduler_.sleep(afterSyntheticFocus);
@@ -103,10 +105,14 @@ CaptureResult AppStateCapture::captureAfterSyntheticFocusRetry(std::int32_t pid,
                                                                const AppStateCaptureOptions& options,
                                                                CaptureResult current) {
   if (!workspace_.runningApplication(pid) || isFrontmost(pid)) return current;
+  current.readScope.reset();
   SyntheticAppFocusEnforcer::postSyntheticFocusEvent(events_, pid);
   scheduler_.sleep(syntheticFocusRetry);
   CaptureResult retried = captureNormalized(pid, options);
-  if (!isRicherAppStateTree(*retried.tree, *current.tree)) return current;
+  if (!isRicherAppStateTree(*retried.tree, *current.tree)) {
+    current.readScope = std::move(retried.readScope);
+    return current;
+  }
   return captureResultWithPreservedScreenshotIfNeeded(std::move(retried), current);
 }
 
@@ -120,7 +126,10 @@ bool AppStateCapture::isFrontmost(std::int32_t pid) {
 }
 
 void AppStateCapture::keepRicher(CaptureResult& best, CaptureResult candidate) {
-  if (!isRicherAppStateTree(*candidate.tree, *best.tree)) return;
+  if (!isRicherAppStateTree(*candidate.tree, *best.tree)) {
+    best.readScope = std::move(candidate.readScope);
+    return;
+  }
   best = captureResultWithPreservedScreenshotIfNeeded(std::move(candidate), best);
 }
 
