@@ -68,6 +68,22 @@ bool holdsMenuWithItems(const Item& root) {
                              [](const auto& child) { return child->role == "AXMenu" && !child->childItems.empty(); });
 }
 
+int contentItems(const UIElementTree& tree) {
+  int count = 0;
+  walkPreOrder(*tree.rootItem, true, [&](const Item& item, bool) -> std::optional<bool> {
+    if (item.role == "AXMenuBar") return std::nullopt;
+    if (item.elementIndex) ++count;
+    return true;
+  });
+  return count;
+}
+
+/// A root that adds nothing but the menu bar is no better than the window: taken for
+/// one, it would hide that the window is still an empty shell.
+bool showsMoreContent(const UIElementTree& candidate, const UIElementTree& current) {
+  return contentItems(candidate) > contentItems(current);
+}
+
 /// Whether the application answered at all.
 bool wasRead(const UIElementTree& tree) { return tree.rootItem->role.has_value(); }
 
@@ -105,6 +121,7 @@ Tree StateRootSelector::normalizedStateTree(std::int32_t pid, const Tree& replac
   const int currentScore = chosenScore;
   for (const auto& candidate : alternativeStateRootTrees(pid, replacing)) {
     if (!stateTreeCanReplaceCurrentWindow(*candidate, *replacing)) continue;
+    if (!showsMoreContent(*candidate, *replacing)) continue;
     const int score = stateTreeQualityScore(*candidate);
     if (score <= chosenScore) continue;
     chosen = candidate;
