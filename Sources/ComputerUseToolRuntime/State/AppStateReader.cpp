@@ -42,12 +42,11 @@ std::string screenshotStatus(const std::string& reason, ArtifactOutcome& outcome
   return wasSkipped ? reason : "Screenshot capture failed: " + reason;
 }
 
-/// The element that the tree was read from; absent for the application itself. A
-/// root that was made up holds the real one as its first child.
-std::optional<AXElement> elementReadFrom(const UIElementTree& tree) {
+/// The element that the tree was read from; null for the application itself. A root
+/// that was made up holds the real one as its first child.
+AXElement elementReadFrom(const UIElementTree& tree) {
   const auto& root = *tree.rootItem;
-  if (root.axElement) return root.axElement;
-  if (root.childItems.empty() || !root.childItems.front()->axElement) return std::nullopt;
+  if (root.axElement || root.childItems.empty()) return root.axElement;
   return root.childItems.front()->axElement;
 }
 
@@ -86,7 +85,9 @@ struct AppStateReader::Look {
 AppStateReader::AppStateReader(const Services& services) : services_(services), reader_(services.access) {}
 
 ToolResult AppStateReader::getAppState(const std::string& app, const GetAppStateOptions& options) {
-  Look look{.app = app, .options = options, .resolved = {}, .appName = app, .diagnostics = {}, .phaseStartedAt = {}, .content = {}};
+  Look look;
+  look.app = look.appName = app;
+  look.options = options;
   look.diagnostics.enabled = options.isDirectRequest();
   look.diagnostics.startedAt = look.phaseStartedAt = services_.scheduler.now();
   try {
@@ -242,7 +243,8 @@ void AppStateReader::installSession(Look& look, std::shared_ptr<UIElementTree> t
   const std::int32_t pid = look.resolved.pid;
   auto treeBuilder = [&access = services_.access, &scheduler = services_.scheduler, pid,
                       rootElement = elementReadFrom(*tree)] {
-    return UIElementTree::build(access, scheduler, pid, rootElement, treeDepth, treeTimeout);
+    const auto root = rootElement ? rootElement : access.port().createApplication(pid);
+    return UIElementTree::build(access, scheduler, pid, root, treeDepth, treeTimeout);
   };
   auto appStateTree = std::make_shared<RefetchableAppStateAXTree>(services_.access, services_.transformations, tree, pid,
                                                                   std::move(treeBuilder));
