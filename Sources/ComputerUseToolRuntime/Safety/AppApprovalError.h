@@ -14,6 +14,10 @@ class AppApprovalError : public std::exception, public LoggableError {
     return AppApprovalError("Cannot interact with system security process: " + bundleIdentifier);
   }
 
+  static AppApprovalError approvalRequired(const std::string& bundleIdentifier) {
+    return AppApprovalError("User approval required for app: " + bundleIdentifier);
+  }
+
   const char* what() const noexcept override { return description_.c_str(); }
   LoggedError loggedError() const override { return {"AppApprovalError", "AppApprovalError", 0}; }
 

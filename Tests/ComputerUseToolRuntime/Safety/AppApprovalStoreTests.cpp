@@ -127,6 +127,8 @@ TEST_F(AppApprovalStoreTest, neverOpensASecurityProcess) {
   } catch (const AppApprovalError& error) {
     EXPECT_STREQ(error.what(), "Cannot interact with system security process: com.apple.SecurityAgent");
   }
+  EXPECT_STREQ(AppApprovalError::approvalRequired("com.example.notes").what(),
+               "User approval required for app: com.example.notes");
 }
 
 }  // namespace
