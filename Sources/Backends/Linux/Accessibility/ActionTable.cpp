@@ -106,7 +106,14 @@ constexpr ActionRule rules[] = {
     {"grabFocus", always, ""},
 };
 
+/// GTK 4 gives a window each command of its menus ("page.save") as an action, in an
+/// order that changes; the menus offer the same under names that a person knows.
+bool isMenuCommandOfWindow(const NodeView& node, const std::string& ownName) {
+  return node.isTopLevel && ownName.contains('.');
+}
+
 std::string rawName(const NodeView& node, const std::string& ownName) {
+  if (isMenuCommandOfWindow(node, ownName)) return {};
   for (const ActionRule& rule : rules) {
     if (rule.ownName == ownName && rule.condition(node)) return std::string(rule.name);
   }

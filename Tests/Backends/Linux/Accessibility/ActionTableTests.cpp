@@ -63,6 +63,15 @@ TEST(ActionTableTests, ATextThatCanBeEditedScrollsToItsCaret) {
   EXPECT_EQ(translate(facts), Names{"AXScrollToVisible"});
 }
 
+TEST(ActionTableTests, TheMenuCommandsOfAWindowAreLeftToItsMenus) {
+  const AccessibleFacts facts = factsWith(Role::frame, {"page.save", "window.close", "press"});
+  Names names;
+  for (const auto& action : translateActions({.facts = facts, .toolkit = Toolkit::gtk4, .isTopLevel = true})) {
+    names.push_back(action.name);
+  }
+  EXPECT_EQ(names, Names{"AXPress"});
+}
+
 TEST(ActionTableTests, ABrowsersDefaultActionCountsOnControlsOnly) {
   EXPECT_EQ(translate(factsWith(Role::pageTab, {"doDefault"}), Toolkit::chromium), Names{"AXPress"});
   EXPECT_EQ(translate(factsWith(Role::panel, {"doDefault", "showContextMenu"}), Toolkit::chromium), Names{});
