@@ -37,6 +37,10 @@ inline constexpr std::uint32_t mouseButtonNumber = 3;
 inline constexpr std::uint32_t mouseSubtype = 7;
 /// The process that the event is meant for.
 inline constexpr std::uint32_t sourceUnixProcessID = 41;
+/// Of a `processNotification`: what it says, of which process, and a word about it.
+inline constexpr std::uint32_t processNotificationSubtype = 64;
+inline constexpr std::uint32_t processNotificationPID = 73;
+inline constexpr std::uint32_t processNotificationWord = 40;
 inline constexpr std::uint32_t windowUnderMousePointer = 91;
 inline constexpr std::uint32_t windowUnderMousePointerThatCanHandleThisEvent = 92;
 }  // namespace InputEventField
@@ -82,6 +86,12 @@ struct InputEvent {
 /// Why an event could not be made: the platform's two stages of making one.
 enum class InputEventFailure { noNSEvent, noCGEvent };
 
+/// Input events that belong together, from its making to its destruction.
+class InputEventSequence {
+ public:
+  virtual ~InputEventSequence() = default;
+};
+
 /// Makes input events and posts them to one process, without moving the user's
 /// pointer and past the stream of events that the user makes. Any thread; nothing
 /// throws and nothing waits for the application to react.
@@ -107,6 +117,10 @@ class EventPostingPort {
   /// In pixels.
   virtual std::optional<InputEvent> createScrollWheelEvent(std::int32_t wheel1, std::int32_t wheel2) = 0;
 
+  /// Announces that what is posted to the process until the sequence ends belongs
+  /// together. A port for which each event stands by itself answers null. Sequences of
+  /// one process may overlap.
+  virtual std::unique_ptr<InputEventSequence> beginSequence(std::int32_t) { return nullptr; }
   /// False when the platform lacks the operation or refuses the event.
   virtual bool postToPid(std::int32_t pid, const InputEvent& event) = 0;
   virtual void setIntegerValueField(InputEvent& event, std::uint32_t field, std::int64_t value) = 0;

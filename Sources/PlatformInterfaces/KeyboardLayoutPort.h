@@ -19,6 +19,9 @@ class KeyboardLayout {
   /// the `KeyModifier` bits shifted right by 8. Absent when the layout has nothing
   /// there; a dead key gives nothing of its own.
   virtual std::optional<std::u16string> translate(std::uint16_t keyCode, std::uint32_t modifierState) const = 0;
+  /// The key by which the platform's shortcuts mean a Latin character that the layout
+  /// itself does not have; absent where they cannot.
+  virtual std::optional<std::uint16_t> keyForMissingShortcutCharacter(char16_t) const { return std::nullopt; }
 };
 
 /// The layout in use at one moment.
@@ -39,6 +42,12 @@ class KeyboardLayoutPort {
   /// Called on any thread whenever the user switches to another layout; an empty
   /// handler ends it. No call of an earlier handler begins once this has returned.
   virtual void setLayoutChangedHandler(std::function<void()> handler) = 0;
+  /// Whether applications take Control where the platform of the virtual key codes
+  /// takes Command.
+  virtual bool shortcutsUseControl() const = 0;
+  /// Whether text that no key gives is to be put in through the accessibility
+  /// interface; elsewhere it is left out.
+  virtual bool acceptsTextWithoutKeys() const { return false; }
 };
 
 }  // namespace tavik

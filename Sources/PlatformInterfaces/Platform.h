@@ -8,6 +8,7 @@
 #include "PlatformInterfaces/EventPostingPort.h"
 #include "PlatformInterfaces/EventTapPort.h"
 #include "PlatformInterfaces/ImageCodingPort.h"
+#include "PlatformInterfaces/KeyboardLayoutPort.h"
 #include "PlatformInterfaces/PreferencesPort.h"
 #include "PlatformInterfaces/ProcessPort.h"
 #include "PlatformInterfaces/RequestTransportPort.h"
@@ -27,6 +28,7 @@ struct Platform {
   ImageCodingPort& imageCoding;
   EventPostingPort& eventPosting;
   EventTapPort& eventTaps;
+  KeyboardLayoutPort& keyboardLayout;
   WorkspacePort& workspace;
   ApplicationIndexPort& applicationIndex;
   RequestTransportPort& requestTransport;

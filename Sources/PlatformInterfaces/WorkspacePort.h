@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -68,6 +69,20 @@ struct OpenConfiguration {
   bool addsToRecentItems = true;
 };
 
+/// Ends what it stands for when destroyed: afterwards the handler neither runs nor
+/// will run. Must not be destroyed by its own handler.
+class FrontmostObservation {
+ public:
+  virtual ~FrontmostObservation() = default;
+};
+
+/// While it lives, and for a moment after, an application that takes the front by
+/// itself gives it back.
+class FrontmostHold {
+ public:
+  virtual ~FrontmostHold() = default;
+};
+
 /// The running applications and the one in front; the installed ones and their
 /// launch. Operations may be called from any thread; they do not throw.
 class WorkspacePort {
@@ -82,6 +97,17 @@ class WorkspacePort {
   virtual std::optional<RunningApplication> runningApplication(std::int32_t pid) = 0;
   /// The application whose window the user works in.
   virtual std::optional<RunningApplication> frontmostApplication() = 0;
+  /// Calls the handler, on any thread, whenever another application, or none, is in
+  /// front. Null when the platform does not tell.
+  virtual std::unique_ptr<FrontmostObservation> observeFrontmostApplication(
+      std::function<void(const std::optional<RunningApplication>&)> handler) = 0;
+  /// Brings the application to the front with the window that was its last. Returns
+  /// before that is done.
+  virtual void activate(std::int32_t pid) = 0;
+  /// Keeps the user's application in front while the tool works in the process behind
+  /// it. Null when the process is in front, and where the platform cannot do so or
+  /// has no need to.
+  virtual std::unique_ptr<FrontmostHold> holdFrontmost(std::int32_t against) = 0;
 
   virtual ApplicationLayout applicationLayout() = 0;
   /// A folder's entries, in no order; none for a folder that cannot be read.

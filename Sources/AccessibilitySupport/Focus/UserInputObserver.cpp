@@ -7,11 +7,16 @@ namespace tavik {
 
 UserInputObserver::UserInputObserver(EventTapPort& taps, ComputerUseUserInteractionMonitor& monitor)
     : monitor_(monitor),
-      tap_(taps.createListenOnlyTap({InputEventType::leftMouseDown, InputEventType::rightMouseDown,
-                                     InputEventType::otherMouseDown, InputEventType::scrollWheel,
-                                     InputEventType::keyDown},
-                                    [this](const TappedEvent& event) { receive(event); })) {
-  if (tap_) return;
+      tap_(taps, {.eventTypes = {InputEventType::leftMouseDown, InputEventType::rightMouseDown,
+                                 InputEventType::otherMouseDown, InputEventType::scrollWheel, InputEventType::keyDown},
+                  .location = EventTapLocation::annotatedSessionEventTap,
+                  .placement = EventTapPlacement::headInsert,
+                  .options = EventTapOptions::listenOnly}) {
+  tap_.start([this](const TappedEvent& event) {
+    receive(event);
+    return EventTapVerdict::pass;
+  });
+  if (tap_.isRunning()) return;
   TavikComputerUseLogger::warning(LogCategory::input, "user_input_observer_unavailable");
 }
 

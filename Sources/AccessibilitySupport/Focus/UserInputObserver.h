@@ -1,9 +1,7 @@
 #pragma once
 
-#include <memory>
-
 #include "AccessibilitySupport/Focus/ComputerUseUserInteractionMonitor.h"
-#include "PlatformInterfaces/EventTapPort.h"
+#include "AccessibilitySupport/Focus/EventTap.h"
 
 namespace tavik {
 
@@ -21,7 +19,7 @@ class UserInputObserver {
   void receive(const TappedEvent& event);
 
   ComputerUseUserInteractionMonitor& monitor_;
-  std::unique_ptr<EventTap> tap_;
+  EventTap tap_;
 };
 
 }  // namespace tavik

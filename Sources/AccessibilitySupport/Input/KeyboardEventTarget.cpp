@@ -59,6 +59,7 @@ void KeyboardEventTarget::typeKeyPresses(const std::vector<VirtualKeyPress>& pre
 void KeyboardEventTarget::typeKeyPresses(const std::vector<VirtualKeyPress>& presses,
                                          std::uint64_t interKeyDelayMs) {
   if (interKeyDelayMs == 0) return typeKeyPresses(presses);
+  const auto sequence = port_.beginSequence(pid_);
   for (const VirtualKeyPress& press : presses) {
     sendEventsSynchronously(createKeyEvents(press));
     scheduler_.sleep(milliseconds(static_cast<std::int64_t>(interKeyDelayMs)));
@@ -109,6 +110,7 @@ InputEvent KeyboardEventTarget::addressed(std::optional<InputEvent> event) {
 }
 
 void KeyboardEventTarget::sendEventsSynchronously(std::vector<InputEvent> events) {
+  const auto sequence = port_.beginSequence(pid_);
   postTypingFocusNotifications();
   for (InputEvent& event : events) {
     port_.setTimestamp(event, eventTimestamp(port_));

@@ -118,6 +118,7 @@ InputEvent MouseEventTarget::createEvent(std::uint32_t type, Point point, std::i
 }
 
 void MouseEventTarget::sendEventsSynchronously(std::vector<InputEvent> events) {
+  const auto sequence = port_.beginSequence(pid_);
   for (InputEvent& event : events) {
     port_.setTimestamp(event, eventTimestamp(port_));
     port_.postToPid(pid_, event);

@@ -36,6 +36,7 @@ ScrollEventSynthesizer::ScrollEventSynthesizer(EventPostingPort& port, std::int3
     : port_(port), pid_(pid), windowID_(windowID), geometry_(geometry) {}
 
 void ScrollEventSynthesizer::scroll(Direction direction, double pages, Point at, double axisLength) {
+  const auto sequence = port_.beginSequence(pid_);
   for (const Delta& chunk : scrollEventDeltaChunks(computeDeltas(direction, pages, axisLength))) {
     InputEvent event = createScrollEvent(chunk, at);
     port_.setTimestamp(event, eventTimestamp(port_));

@@ -1,10 +1,9 @@
 #include "AccessibilitySupport/Input/VirtualKeyPress.h"
 
 #include <array>
-#include <map>
-#include <memory>
 
 #include "AccessibilitySupport/Input/KeyboardLayoutSnapshotProvider.h"
+#include "AccessibilitySupport/Input/ReverseLayout.h"
 #include "Base/Text/Text.h"
 
 namespace tavik {
@@ -12,20 +11,6 @@ namespace tavik {
 namespace {
 
 constexpr std::uint16_t tabKeyCode = 48;
-constexpr std::uint16_t keyCodeCount = 128;
-constexpr int modifierStateShift = 8;
-
-/// In the order in which a character is looked for.
-constexpr std::array<std::uint32_t, 8> reverseLookUpModifiers = {
-    0,
-    KeyModifier::shift,
-    KeyModifier::option,
-    KeyModifier::option | KeyModifier::shift,
-    KeyModifier::control,
-    KeyModifier::control | KeyModifier::shift,
-    KeyModifier::control | KeyModifier::option,
-    KeyModifier::control | KeyModifier::option | KeyModifier::shift,
-};
 
 struct FallbackKey {
   char16_t character;
@@ -79,27 +64,13 @@ std::optional<VirtualKeyPress> fallbackASCIIKeyPress(char16_t unit) {
   return std::nullopt;
 }
 
-/// A layout read backwards: the press for each character. The first modifier state
-/// that has a character wins, in it the lowest key code.
-class ReverseLayout {
- public:
-  explicit ReverseLayout(const KeyboardLayout& layout) {
-    for (const std::uint32_t modifiers : reverseLookUpModifiers) {
-      for (std::uint16_t keyCode = 0; keyCode < keyCodeCount; ++keyCode) {
-        const auto units = layout.translate(keyCode, modifiers >> modifierStateShift);
-        if (units && units->size() == 1) presses_.try_emplace(units->front(), keyCode, modifiers, text::utf8(*units));
-      }
-    }
-  }
-
-  std::optional<VirtualKeyPress> press(char16_t unit) const {
-    const auto found = presses_.find(unit);
-    return found == presses_.end() ? fallbackASCIIKeyPress(unit) : found->second;
-  }
-
- private:
-  std::map<char16_t, VirtualKeyPress> presses_;
-};
+/// The key by which shortcuts mean a character that the layout has nowhere.
+std::optional<std::uint16_t> keyForShortcut(const std::string& character, KeyboardLayoutSnapshotProvider& layouts) {
+  const auto snapshot = layouts.currentSnapshot();
+  const std::u16string units = text::utf16(character);
+  if (!snapshot || units.size() != 1 || ReverseLayout(*snapshot->layout).press(units[0])) return std::nullopt;
+  return snapshot->layout->keyForMissingShortcutCharacter(units[0]);
+}
 
 }  // namespace
 
@@ -115,7 +86,9 @@ std::optional<std::vector<VirtualKeyPress>> VirtualKeyPress::keyPresses(
       continue;
     }
     if (unit == u'\n') unit = u'\r';
-    if (auto press = layout.press(unit)) presses.push_back(*std::move(press));
+    auto press = layout.press(unit);
+    if (!press) press = fallbackASCIIKeyPress(unit);
+    if (press) presses.push_back(*std::move(press));
   }
   return presses;
 }
@@ -123,11 +96,14 @@ std::optional<std::vector<VirtualKeyPress>> VirtualKeyPress::keyPresses(
 std::optional<VirtualKeyPress> singleCharacterKeyPress(const std::string& character, std::uint32_t modifiers,
                                                        KeyboardLayoutSnapshotProvider& layouts) {
   if (text::characterCount(character) != 1) return std::nullopt;
+  constexpr std::uint32_t shortcutModifiers = KeyModifier::command | KeyModifier::option | KeyModifier::control;
+  if (modifiers & shortcutModifiers) {
+    if (const auto key = keyForShortcut(character, layouts)) return VirtualKeyPress{*key, modifiers};
+  }
   auto presses = VirtualKeyPress::keyPresses(character, layouts);
   if (!presses || presses->empty()) return std::nullopt;
   VirtualKeyPress press = presses->front();
   press.modifiers |= modifiers;
-  constexpr std::uint32_t shortcutModifiers = KeyModifier::command | KeyModifier::option | KeyModifier::control;
   if (press.modifiers & shortcutModifiers) press.string.reset();
   return press;
 }

@@ -19,6 +19,7 @@ SimulatedDesktop::SimulatedDesktop(Scheduler& scheduler, MainQueue& mainQueue)
                 .imageCoding = imageCoding_,
                 .eventPosting = eventPosting_,
                 .eventTaps = eventTaps_,
+                .keyboardLayout = keyboard_,
                 .workspace = workspace_,
                 .applicationIndex = applicationIndex_,
                 .requestTransport = transport_,

@@ -17,6 +17,7 @@
 #include "Backends/Simulated/System/SimulatedCodeIdentity.h"
 #include "Backends/Simulated/System/SimulatedEventPosting.h"
 #include "Backends/Simulated/System/SimulatedEventTaps.h"
+#include "Backends/Simulated/System/SimulatedKeyboard.h"
 #include "Backends/Simulated/System/SimulatedPreferences.h"
 #include "Backends/Simulated/System/SimulatedProcess.h"
 #include "Backends/Simulated/System/SimulatedRequestTransport.h"
@@ -59,6 +60,7 @@ class SimulatedDesktop {
   SimulatedApplicationIndex& applicationIndex() { return applicationIndex_; }
   SimulatedEventPosting& eventPosting() { return eventPosting_; }
   SimulatedEventTaps& eventTaps() { return eventTaps_; }
+  SimulatedKeyboard& keyboard() { return keyboard_; }
   SimulatedRequestTransport& transport() { return transport_; }
   SimulatedCodeIdentity& codeIdentity() { return codeIdentity_; }
   SimulatedPreferences& preferences() { return preferences_; }
@@ -79,6 +81,7 @@ class SimulatedDesktop {
   SimulatedImageCoding imageCoding_;
   SimulatedEventPosting eventPosting_;
   SimulatedEventTaps eventTaps_;
+  SimulatedKeyboard keyboard_;
   SimulatedWorkspace workspace_;
   SimulatedApplicationIndex applicationIndex_;
   SimulatedRequestTransport transport_;

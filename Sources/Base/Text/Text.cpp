@@ -79,6 +79,19 @@ std::size_t characterCount(std::string_view text) {
   return count;
 }
 
+std::vector<std::string> characters(std::string_view text) {
+  std::vector<std::string> characters;
+  const icu::UnicodeString string = unicode(text);
+  icu::BreakIterator& iterator = characterIterator();
+  iterator.setText(string);
+  std::int32_t begin = 0;
+  for (std::int32_t end = iterator.next(); end != icu::BreakIterator::DONE; end = iterator.next()) {
+    characters.push_back(utf8(string.tempSubStringBetween(begin, end)));
+    begin = end;
+  }
+  return characters;
+}
+
 std::string prefix(std::string_view text, std::size_t count) {
   if (everyByteIsACharacter(text)) return std::string(text.substr(0, count));
   const icu::UnicodeString string = unicode(text);

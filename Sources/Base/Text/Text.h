@@ -12,6 +12,7 @@ namespace tavik::text {
 /// what a person sees as one: a grapheme cluster.
 
 std::size_t characterCount(std::string_view text);
+std::vector<std::string> characters(std::string_view text);
 /// The first `count` characters.
 std::string prefix(std::string_view text, std::size_t count);
 

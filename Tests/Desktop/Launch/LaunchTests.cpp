@@ -70,7 +70,8 @@ class Launch : public testing::Test {
   BusConnection bus{BusConnection::sessionBusAddress()};
   DesktopEntryIndex entries{DesktopEntryIndex::applicationFolders(), DesktopEntryIndex::userLanguages()};
   ApplicationLauncher launcher{bus, desktop, entries};
-  LinuxWorkspace workspace{desktop, entries, launcher, [] { return std::vector<std::int32_t>{}; }};
+  ActiveWindowKeeper activeWindows{desktop};
+  LinuxWorkspace workspace{desktop, entries, launcher, activeWindows, [] { return std::vector<std::int32_t>{}; }};
   LinuxApplicationIndex index{entries, ApplicationUseFiles::ofTheUser()};
   ThreadScheduler scheduler;
   AppSearchEngine search{index, workspace, scheduler};

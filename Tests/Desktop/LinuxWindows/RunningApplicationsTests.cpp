@@ -26,7 +26,8 @@ class RunningApplications : public testing::Test {
   std::vector<std::int32_t> accessible;
   BusConnection bus{BusConnection::sessionBusAddress()};
   ApplicationLauncher launcher{bus, desktop, entries};
-  LinuxWorkspace workspace{desktop, entries, launcher, [this] { return accessible; }};
+  ActiveWindowKeeper activeWindows{desktop};
+  LinuxWorkspace workspace{desktop, entries, launcher, activeWindows, [this] { return accessible; }};
 };
 
 struct Installed {

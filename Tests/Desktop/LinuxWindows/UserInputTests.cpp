@@ -19,12 +19,15 @@ void xdotool(const std::string& command) { ASSERT_EQ(std::system(("xdotool " + c
 
 class UserInput : public testing::Test {
  protected:
-  std::unique_ptr<EventTap> listen(std::vector<std::uint32_t> types) {
-    return taps.createListenOnlyTap(std::move(types), [this](const TappedEvent& event) {
+  std::unique_ptr<InstalledEventTap> listen(std::vector<std::uint32_t> types) {
+    auto tap = taps.createTap({.eventTypes = std::move(types)}, [this](const TappedEvent& event) {
       pid = event.targetPID().value_or(0);
       type = event.type;
       ++heard;
+      return EventTapVerdict::pass;
     });
+    if (tap) tap->setEnabled(true);
+    return tap;
   }
 
   X11Desktop desktop;

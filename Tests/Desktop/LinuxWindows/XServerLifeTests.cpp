@@ -31,7 +31,8 @@ class XServerLife : public testing::Test {
   DesktopEntryIndex entries{{}, {}};
   BusConnection bus{BusConnection::sessionBusAddress()};
   ApplicationLauncher launcher{bus, desktop, entries};
-  LinuxWorkspace workspace{desktop, entries, launcher, [] { return std::vector<std::int32_t>{}; }};
+  ActiveWindowKeeper activeWindows{desktop};
+  LinuxWorkspace workspace{desktop, entries, launcher, activeWindows, [] { return std::vector<std::int32_t>{}; }};
 };
 
 TEST_F(XServerLife, WithoutAServerEverythingIsAbsent) {

@@ -72,6 +72,11 @@ ATSPIAccessibilityPort::ATSPIAccessibilityPort(BusConnection& sessionBus, Window
 
 ATSPIAccessibilityPort::~ATSPIAccessibilityPort() = default;
 
+Toolkit ATSPIAccessibilityPort::toolkit(std::int32_t pid) {
+  const auto applications = directory_->applications(pid, timeout(pid));
+  return applications.ok() && !applications.value.empty() ? applications.value.front().toolkit : Toolkit::other;
+}
+
 AXElement ATSPIAccessibilityPort::createApplication(std::int32_t pid) {
   return LinuxElement::handle({.kind = Kind::application, .pid = pid, .object = {}, .anchor = {}});
 }
@@ -173,6 +178,11 @@ AXResult<T> ATSPIAccessibilityPort::reading(const AXElement& element, Body body,
   std::lock_guard lock(tree->mutex);
   tree->beginOperation();
   bool isInScope = scopeRoot.kind != Kind::systemWide;
+  // Whoever reads a menu's title wants to know what it would show.
+  if (scopeRoot.kind == Kind::object) {
+    const AccessibleRole role = tree->read(scopeRoot.object, roleFacet).role;
+    if (role == AccessibleRole::menu || isMenuItemRole(role)) tree->readClosedMenus();
+  }
   if (extent == Extent::wholeTree && isInScope && !tree->isPrefetched()) {
     tree->prefetch(objectsOf(scopeRoot, applications));
   }
@@ -198,14 +208,23 @@ AXErrorCode ATSPIAccessibilityPort::writing(const AXElement& element, Body body)
 
 AXResult<AXValue> ATSPIAccessibilityPort::attribute(ElementReader& reader, const LinuxElement& element,
                                                     const std::string& name) {
-  if (name != "AXFocusedUIElement" || element.kind != Kind::application)
-    return reader.attribute(element, name);
+  const bool isFocusOfApplication = name == "AXFocusedUIElement" && element.kind == Kind::application;
+  const std::optional<AccessibleReference> given =
+      isFocusOfApplication || name == "AXFocused" ? givenFocus(element.pid) : std::nullopt;
+  if (name == "AXFocused" && element.kind == Kind::object && given == element.object &&
+      !reader.focusedElement(std::nullopt)) {
+    return AXResult<AXValue>::success(true);
+  }
+  if (!isFocusOfApplication) return reader.attribute(element, name);
   std::optional<AccessibleReference> last;
   for (const AccessibleApplication& application : reader.tree().applications()) {
     if (!last) last = hub_->lastFocused(application.root.bus);
   }
   std::optional<LinuxElement> focused = reader.focusedElement(last);
-  if (!focused) return AXResult<AXValue>::failed(AXError::noValue);
+  if (!focused && given) focused = LinuxElement{Kind::object, element.pid, *given, {}};
+  if (!focused || (given && reader.prepare(*focused) != AXError::success)) {
+    return AXResult<AXValue>::failed(AXError::noValue);
+  }
   return AXResult<AXValue>::success(LinuxElement::handle(*focused));
 }
 
@@ -290,9 +309,49 @@ AXResult<std::string> ATSPIAccessibilityPort::copyActionDescription(const AXElem
 
 AXErrorCode ATSPIAccessibilityPort::setAttributeValue(const AXElement& element, const std::string& name,
                                                       const AXValue& value) {
+  if (name == "AXFocused" && value == AXValue(true)) return giveFocus(element);
   return writing(element, [&](ElementWriter& writer, const LinuxElement& target) {
     return writer.set(target, name, value);
   });
+}
+
+/// Where asking an application for the focus brings its window to the front, a text
+/// in a window behind is clicked instead.
+AXErrorCode ATSPIAccessibilityPort::giveFocus(const AXElement& element) {
+  std::optional<Point> place;
+  AXResult<bool> looked = reading<bool>(element, [&](ElementReader& reader, const LinuxElement& target) {
+    const bool isObject = target.kind == Kind::object;
+    const bool isText = isObject && isTextRole(reader.view(target.object).facts.role);
+    const Toolkit toolkit = isObject ? reader.tree().toolkit(target.object) : Toolkit::other;
+    const std::optional<Rect> frame = reader.frame(target);
+    if (isText && toolkit != Toolkit::qt && frame) place = frame->center();
+    return AXResult<bool>::success(isObject);
+  });
+  const LinuxElement* own = LinuxElement::from(element);
+  if (!looked.ok()) return looked.code;
+  const std::optional<bool> clicked = place && clickBehind_ ? clickBehind_(own->pid, *place) : std::nullopt;
+  const AXErrorCode code = !clicked   ? writing(element,
+                                                [&](ElementWriter& writer, const LinuxElement& target) {
+                                                return writer.set(target, "AXFocused", true);
+                                              })
+                           : *clicked ? AXError::success
+                                      : AXError::failure;
+  if (code == AXError::success && own->kind == Kind::object) {
+    std::lock_guard lock(mutex_);
+    givenFocus_.insert_or_assign(own->pid, own->object);
+  }
+  return code;
+}
+
+std::optional<AccessibleReference> ATSPIAccessibilityPort::givenFocus(std::int32_t pid) {
+  std::lock_guard lock(mutex_);
+  const auto given = givenFocus_.find(pid);
+  return given == givenFocus_.end() ? std::nullopt : std::optional(given->second);
+}
+
+void ATSPIAccessibilityPort::forgetGivenFocus(std::int32_t pid) {
+  std::lock_guard lock(mutex_);
+  givenFocus_.erase(pid);
 }
 
 AXErrorCode ATSPIAccessibilityPort::performAction(const AXElement& element, const std::string& action) {

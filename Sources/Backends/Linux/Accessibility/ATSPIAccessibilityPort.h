@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -30,6 +31,20 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
 
   /// The processes that offer their elements now. Any thread.
   std::vector<std::int32_t> accessibleProcesses() { return directory_->pids(); }
+
+  /// Gives an element of a process behind the focus by a click at a point that changes
+  /// nothing on the user's desktop; absent when the process is in front and needs no
+  /// such means.
+  using ClickBehind = std::function<std::optional<bool>(std::int32_t pid, Point at)>;
+  /// Set before use. Without it text in windows behind is focused as the application
+  /// likes, and some come to the front for it.
+  void setClickBehind(ClickBehind click) { clickBehind_ = std::move(click); }
+  /// The tool did something that may have moved the focus inside the process. Any
+  /// thread.
+  void forgetGivenFocus(std::int32_t pid);
+
+  /// By what the process says on the bus; `other` for one that is not there. Any thread.
+  Toolkit toolkit(std::int32_t pid);
 
   AXElement createApplication(std::int32_t pid) override;
   AXElement createSystemWide() override;
@@ -94,6 +109,10 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
   AXResult<T> reading(const AXElement& element, Body body, Extent extent = Extent::oneElement);
   template <class Body>
   AXErrorCode writing(const AXElement& element, Body body);
+  /// Applications do not say where the focus is in a window that is not active, so
+  /// what the tool gave it to is remembered. Absent when that is not known.
+  std::optional<AccessibleReference> givenFocus(std::int32_t pid);
+  AXErrorCode giveFocus(const AXElement& element);
   AXResult<AXValue> attribute(ElementReader& reader, const LinuxElement& element, const std::string& name);
   AXResult<AXElement> hitTest(ElementReader& reader, const LinuxElement& start, Point point);
 
@@ -109,6 +128,8 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
   std::unordered_map<std::int32_t, std::chrono::milliseconds> timeouts_;
   std::unordered_map<std::int32_t, Scopes> scopes_;
   std::uint64_t nextScope_ = 1;
+  std::unordered_map<std::int32_t, AccessibleReference> givenFocus_;
+  ClickBehind clickBehind_;
 };
 
 }  // namespace tavik

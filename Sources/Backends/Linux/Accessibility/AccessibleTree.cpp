@@ -212,6 +212,7 @@ void AccessibleTree::advance(Walk& walk, const AccessibleReference& object, Acce
   if (facts.failure != AXError::success) return;
   bool isWalkRoot = walk.roots.contains(object);
   NodeView node{.facts = facts, .toolkit = toolkit(object), .isTopLevel = isRoot(facts.parent)};
+  node.isInClosedMenu = readsClosedMenus_ && !isWalkRoot;
   if (!facts.knows(statesFacet)) return walk.fetcher.want(object, statesFacet);
   if (!isWalkRoot && !mayShow(node)) return;
   if (!facts.knows(baseFacets)) return walk.fetcher.want(object, baseFacets);

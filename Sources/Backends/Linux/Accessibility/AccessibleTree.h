@@ -45,6 +45,10 @@ class AccessibleTree {
   /// The object that an object names as standing at a screen point.
   std::optional<AccessibleReference> objectAt(const AccessibleReference& object, Point point);
 
+  /// From now on menus are read also while they are closed.
+  void readClosedMenus() { readsClosedMenus_ = true; }
+  bool readsClosedMenus() const { return readsClosedMenus_; }
+
   /// Reads everything on screen below these objects that a reading of the whole
   /// tree asks for, as far as it comes within a few seconds. What was read below an
   /// object before is not read again.
@@ -88,6 +92,7 @@ class AccessibleTree {
   /// Applications whose list of objects has been taken in.
   std::unordered_set<std::string> listed_;
   bool isSilent_ = false;
+  bool readsClosedMenus_ = false;
 };
 
 }  // namespace tavik

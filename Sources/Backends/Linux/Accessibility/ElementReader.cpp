@@ -78,6 +78,7 @@ NodeView ElementReader::view(const AccessibleReference& reference, Facets facets
   const AccessibleFacts& facts = tree_.read(reference, baseFacets | parentFacet | facets);
   NodeView node{.facts = facts, .toolkit = tree_.toolkit(reference)};
   node.isTopLevel = tree_.isRoot(facts.parent);
+  node.isInClosedMenu = tree_.readsClosedMenus() && isMenuPart(facts.role);
   if (dependsOnParent(facts.role) && !facts.parent.isNull()) {
     node.parentRole = tree_.read(facts.parent, roleFacet).role;
     node.isInLine = isCellRole(facts.role) && isRowContainerRole(node.parentRole) && isLined(facts.parent);
@@ -114,7 +115,8 @@ std::vector<AccessibleReference> ElementReader::shownChildren(const AccessibleRe
   auto viewOf = [&](const AccessibleReference& child) {
     return NodeView{.facts = tree_.read(child, 0),
                     .toolkit = tree_.toolkit(child),
-                    .isTopLevel = tree_.isRoot(reference)};
+                    .isTopLevel = tree_.isRoot(reference),
+                    .isInClosedMenu = tree_.readsClosedMenus()};
   };
   // Most children of most containers are hidden; nothing more is asked of those.
   tree_.readAll(children, statesFacet);

@@ -4,6 +4,7 @@
 
 #include "Backends/Linux/Accessibility/FactQuestions.h"
 #include "Backends/Linux/Accessibility/TextUnits.h"
+#include "Base/Text/Text.h"
 
 namespace tavik {
 
@@ -247,6 +248,8 @@ AXErrorCode ElementWriter::setSelectedTextRange(const AccessibleReference& objec
     BusWriter(message).int32(start);
     return demand(message);
   }
+  // Some drop a selection that is made a second time.
+  if (facts.selectionStart == start && facts.selectionEnd == end) return AXError::success;
   bool hasSelection = facts.selectionStart < facts.selectionEnd;
   BusMessage message = call(object, accessibility::text, hasSelection ? "SetSelection" : "AddSelection");
   if (hasSelection) BusWriter(message).int32(0);
@@ -271,8 +274,11 @@ AXErrorCode ElementWriter::setSelectedText(const AccessibleReference& object, co
   } else {
     start = static_cast<std::int32_t>(facts.caret);
   }
+  // Qt cuts or fills the text to that many of its own units, others count bytes.
+  const bool countsUnits = reader_.tree().toolkit(object) == Toolkit::qt;
+  const auto length = countsUnits ? text::utf16Length(*text) : static_cast<long>(text->size());
   BusMessage insertion = call(object, accessibility::editableText, "InsertText");
-  BusWriter(insertion).int32(start).string(*text).int32(static_cast<std::int32_t>(text->size()));
+  BusWriter(insertion).int32(start).string(*text).int32(static_cast<std::int32_t>(length));
   return demand(insertion);
 }
 

@@ -106,9 +106,14 @@ bool isRowContainerRole(Role role) {
   return isOneOf(role, {Role::table, Role::treeTable, Role::tree, Role::list, Role::listBox});
 }
 
+bool isMenuPart(Role role) {
+  return isMenuItemRole(role) || isOneOf(role, {Role::menu, Role::popupMenu, Role::separator});
+}
+
 bool mayShow(const NodeView& node) {
   const AccessibleFacts& facts = node.facts;
   if (facts.is(State::defunct)) return false;
+  if (node.isInClosedMenu) return true;
   if (node.isTopLevel && facts.is(State::iconified)) return true;
   if (node.toolkit == Toolkit::gtk4) return facts.is(State::visible);
   return facts.is(State::showing);
@@ -116,6 +121,7 @@ bool mayShow(const NodeView& node) {
 
 bool isShowing(const NodeView& node) {
   if (!mayShow(node)) return false;
+  if (node.isInClosedMenu) return isMenuPart(node.facts.role);
   if (node.isTopLevel || !node.facts.has(componentInterface) || !node.facts.knows(extentsFacet)) return true;
   const Rect& extents = node.facts.extents;
   bool hasNoRoom = extents.isNull() || extents.isEmpty();

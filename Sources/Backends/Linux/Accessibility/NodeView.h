@@ -19,6 +19,8 @@ struct NodeView {
   bool isInLine = false;
   /// A combination box with a text field of its own.
   bool containsEntry = false;
+  /// Below the title of a menu that is read without being open.
+  bool isInClosedMenu = false;
 };
 
 /// Whether the object's states let it be on screen. What is laid out without any
@@ -48,6 +50,8 @@ std::string displayText(const NodeView& node);
 bool isTextRole(AccessibleRole role);
 /// One of the kinds of menu items.
 bool isMenuItemRole(AccessibleRole role);
+/// A menu, or what may stand in one.
+bool isMenuPart(AccessibleRole role);
 /// A cell that stands directly in its table or tree, without a row around it.
 bool isCellRole(AccessibleRole role);
 /// A table, a tree or a list.

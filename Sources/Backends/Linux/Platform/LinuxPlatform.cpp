@@ -13,7 +13,12 @@ LinuxPlatform::LinuxPlatform(MainQueue& mainQueue, std::string teamIdentifier)
       windowServer_(desktop_),
       eventTaps_(desktop_),
       launcher_(sessionBus_, desktop_, entries_),
-      workspace_(desktop_, entries_, launcher_, [this] { return accessibility_.accessibleProcesses(); }),
+      activeWindows_(desktop_),
+      keyboard_(desktop_),
+      eventPosting_(
+          desktop_, [this](std::int32_t pid) { return accessibility_.toolkit(pid); },
+          [this](std::int32_t pid) { accessibility_.forgetGivenFocus(pid); }),
+      workspace_(desktop_, entries_, launcher_, activeWindows_, [this] { return accessibility_.accessibleProcesses(); }),
       applicationIndex_(entries_, ApplicationUseFiles::ofTheUser()),
       requestTransport_(sessionBus_, mainQueue),
       codeIdentity_(std::move(teamIdentifier), ownExecutablePath()),
@@ -25,6 +30,7 @@ LinuxPlatform::LinuxPlatform(MainQueue& mainQueue, std::string teamIdentifier)
              .imageCoding = imageCoding_,
              .eventPosting = eventPosting_,
              .eventTaps = eventTaps_,
+             .keyboardLayout = keyboard_,
              .workspace = workspace_,
              .applicationIndex = applicationIndex_,
              .requestTransport = requestTransport_,
@@ -32,6 +38,8 @@ LinuxPlatform::LinuxPlatform(MainQueue& mainQueue, std::string teamIdentifier)
              .preferences = preferences_,
              .process = process_,
              .signals = signals_,
-             .systemLog = systemLog_} {}
+             .systemLog = systemLog_} {
+  accessibility_.setClickBehind([this](std::int32_t pid, Point at) { return eventPosting_.clickBehind(pid, at); });
+}
 
 }  // namespace tavik

@@ -6,6 +6,8 @@
 #include "Backends/Linux/Bus/BusConnection.h"
 #include "Backends/Linux/Identity/FilePreferences.h"
 #include "Backends/Linux/Identity/LinuxCodeIdentity.h"
+#include "Backends/Linux/Input/X11EventPosting.h"
+#include "Backends/Linux/Input/X11Keyboard.h"
 #include "Backends/Linux/Process/LinuxProcess.h"
 #include "Backends/Linux/Process/PosixSignals.h"
 #include "Backends/Linux/Process/SyslogSystemLog.h"
@@ -47,7 +49,9 @@ class LinuxPlatform {
   NoScreenCapture screenCapture_;
   PixmanImageCoding imageCoding_;
   ApplicationLauncher launcher_;
-  NoEventPosting eventPosting_;
+  ActiveWindowKeeper activeWindows_;
+  X11Keyboard keyboard_;
+  X11EventPosting eventPosting_;
   LinuxWorkspace workspace_;
   LinuxApplicationIndex applicationIndex_;
   BusRequestTransport requestTransport_;

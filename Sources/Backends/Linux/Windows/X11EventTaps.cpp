@@ -1,19 +1,15 @@
 #include "Backends/Linux/Windows/X11EventTaps.h"
 
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 #include <xcb/xinput.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
+#include <atomic>
 #include <map>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 
+#include "Backends/Linux/Windows/X11EventListener.h"
 #include "PlatformInterfaces/EventPostingPort.h"
 
 namespace tavik {
@@ -64,88 +60,75 @@ std::optional<std::int32_t> pidOfActiveWindow(X11Desktop& desktop) {
   return std::nullopt;
 }
 
-class RawInputTap : public EventTap {
+class RawInputTap : public InstalledEventTap {
  public:
-  RawInputTap(X11Desktop& desktop, std::unique_ptr<X11Session> session, std::uint8_t opcode,
-              std::vector<std::uint32_t> types, EventTapPort::Handler handler)
+  RawInputTap(X11Desktop& desktop, std::unique_ptr<X11Session> session, std::uint8_t opcode, EventTapRequest request,
+              EventTapPort::Callback callback)
       : desktop_(desktop),
-        session_(std::move(session)),
         opcode_(opcode),
-        types_(std::move(types)),
-        handler_(std::move(handler)),
-        stop_(eventfd(0, EFD_CLOEXEC)),
-        thread_([this] { listen(); }) {}
+        request_(std::move(request)),
+        callback_(std::move(callback)),
+        listener_(std::move(session), request_.threadName, [this](X11Session& own, const xcb_generic_event_t& event) {
+          receive(own, event);
+        }) {}
 
-  ~RawInputTap() override {
-    const std::uint64_t one = 1;
-    while (write(stop_, &one, sizeof one) < 0 && errno == EINTR) {
-    }
-    thread_.join();
-    close(stop_);
-  }
+  void setEnabled(bool isEnabled) override { isEnabled_ = isEnabled; }
 
  private:
-  void listen() {
-    std::array<pollfd, 2> awaited = {{{stop_, POLLIN, 0},
-                                      {xcb_get_file_descriptor(session_->connection()), POLLIN, 0}}};
-    while (!session_->isBroken()) {
-      while (XCBReply<xcb_generic_event_t> event{xcb_poll_for_event(session_->connection())}) receive(*event);
-      const int ready = poll(awaited.data(), awaited.size(), -1);
-      if (ready < 0 && errno != EINTR) return;
-      if (awaited[0].revents != 0) return;
-    }
-  }
-
-  void receive(const xcb_generic_event_t& event) {
+  void receive(X11Session& session, const xcb_generic_event_t& event) {
     if ((event.response_type & 0x7f) != XCB_GE_GENERIC) return;
     const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
     if (generic.extension != opcode_) return;
     if (generic.event_type == XCB_INPUT_RAW_KEY_PRESS) {
       const auto& key = reinterpret_cast<const xcb_input_raw_key_press_event_t&>(event);
-      deliver(key.deviceid, InputEventType::keyDown, pidOfActiveWindow);
+      deliver(session, key.deviceid, InputEventType::keyDown, pidOfActiveWindow);
     } else if (generic.event_type == XCB_INPUT_RAW_BUTTON_PRESS) {
       const auto& button = reinterpret_cast<const xcb_input_raw_button_press_event_t&>(event);
-      deliver(button.deviceid, typeOfButton(button.detail), pidUnderPointer);
+      deliver(session, button.deviceid, typeOfButton(button.detail), pidUnderPointer);
     }
   }
 
-  void deliver(xcb_input_device_id_t device, std::uint32_t type,
+  void deliver(X11Session& session, xcb_input_device_id_t device, std::uint32_t type,
                std::optional<std::int32_t> (*targetPID)(X11Desktop&)) {
-    if (std::ranges::find(types_, type) == types_.end() || isTools(device)) return;
-    handler_({type, [this, targetPID] { return targetPID(desktop_); }});
+    if (!isEnabled_ || std::ranges::find(request_.eventTypes, type) == request_.eventTypes.end()) return;
+    if (isTools(session, device) || (request_.targetPID && targetPID(desktop_) != request_.targetPID)) return;
+    TappedEvent event{.type = type};
+    event.targetPID = [this, targetPID] { return targetPID(desktop_); };
+    callback_(event);
   }
 
   /// Names are asked for once; the server does not give a number to another device
   /// while this one lives.
-  bool isTools(xcb_input_device_id_t device) {
+  bool isTools(X11Session& session, xcb_input_device_id_t device) {
     const auto known = isToolsByDevice_.find(device);
     if (known != isToolsByDevice_.end()) return known->second;
-    const auto reply = session_->reply(xcb_input_xi_query_device_reply,
-                                       xcb_input_xi_query_device(session_->connection(), device));
-    bool isTools = false;
-    if (reply) {
-      const auto devices = xcb_input_xi_query_device_infos_iterator(reply.get());
-      if (devices.rem > 0) {
-        const std::string_view name(xcb_input_xi_device_info_name(devices.data),
-                                    static_cast<std::size_t>(xcb_input_xi_device_info_name_length(devices.data)));
-        isTools = name.starts_with(X11EventTaps::toolDevicePrefix);
-      }
-    }
-    return isToolsByDevice_[device] = isTools;
+    return isToolsByDevice_[device] = X11EventTaps::isToolDevice(session, device);
   }
 
   X11Desktop& desktop_;
-  const std::unique_ptr<X11Session> session_;
   const std::uint8_t opcode_;
-  const std::vector<std::uint32_t> types_;
-  const EventTapPort::Handler handler_;
+  const EventTapRequest request_;
+  const EventTapPort::Callback callback_;
+  std::atomic<bool> isEnabled_ = false;
   std::map<xcb_input_device_id_t, bool> isToolsByDevice_;
-  const int stop_;
-  std::thread thread_;
+  /// Last, so that it ends before the rest.
+  X11EventListener listener_;
 };
 
-/// Asks for the raw presses of all master devices. False when the server lacks them.
-bool selectRawPresses(X11Session& session) {
+}  // namespace
+
+bool X11EventTaps::isToolDevice(X11Session& session, std::uint16_t device) {
+  const auto reply =
+      session.reply(xcb_input_xi_query_device_reply, xcb_input_xi_query_device(session.connection(), device));
+  if (!reply) return false;
+  const auto devices = xcb_input_xi_query_device_infos_iterator(reply.get());
+  if (devices.rem == 0) return false;
+  const std::string_view name(xcb_input_xi_device_info_name(devices.data),
+                              static_cast<std::size_t>(xcb_input_xi_device_info_name_length(devices.data)));
+  return name.starts_with(toolDevicePrefix);
+}
+
+bool X11EventTaps::selectRawPresses(X11Session& session) {
   const auto version = session.reply(
       xcb_input_xi_query_version_reply, xcb_input_xi_query_version(session.connection(), wantedMajor, wantedMinor));
   if (!version || version->major_version < wantedMajor) return false;
@@ -158,15 +141,15 @@ bool selectRawPresses(X11Session& session) {
   return xcb_flush(session.connection()) > 0;
 }
 
-}  // namespace
-
-std::unique_ptr<EventTap> X11EventTaps::createListenOnlyTap(std::vector<std::uint32_t> eventTypes, Handler handler) {
+std::unique_ptr<InstalledEventTap> X11EventTaps::createTap(const EventTapRequest& request, Callback callback) {
+  // Nobody can stand between the X server and an application.
+  if (request.options != EventTapOptions::listenOnly) return nullptr;
   auto session = X11Session::open();
   if (!session) return nullptr;
   const auto* extension = xcb_get_extension_data(session->connection(), &xcb_input_id);
   if (!extension || !extension->present || !selectRawPresses(*session)) return nullptr;
   const std::uint8_t opcode = extension->major_opcode;
-  return std::make_unique<RawInputTap>(desktop_, std::move(session), opcode, std::move(eventTypes), std::move(handler));
+  return std::make_unique<RawInputTap>(desktop_, std::move(session), opcode, request, std::move(callback));
 }
 
 }  // namespace tavik

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
-#include <vector>
 
 #include "Backends/Linux/Windows/X11Desktop.h"
 #include "PlatformInterfaces/EventTapPort.h"
@@ -19,7 +19,13 @@ class X11EventTaps : public EventTapPort {
 
   explicit X11EventTaps(X11Desktop& desktop) : desktop_(desktop) {}
 
-  std::unique_ptr<EventTap> createListenOnlyTap(std::vector<std::uint32_t> eventTypes, Handler handler) override;
+  /// Taps that only listen, of presses and wheels; there are no others.
+  std::unique_ptr<InstalledEventTap> createTap(const EventTapRequest& request, Callback callback) override;
+
+  /// Asks for the raw presses of all master devices. False when the server lacks them.
+  static bool selectRawPresses(X11Session& session);
+  /// Whether the device is one of this program's own.
+  static bool isToolDevice(X11Session& session, std::uint16_t device);
 
  private:
   X11Desktop& desktop_;

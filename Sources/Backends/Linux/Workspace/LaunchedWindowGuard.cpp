@@ -1,11 +1,11 @@
 #include "Backends/Linux/Workspace/LaunchedWindowGuard.h"
 
 #include <algorithm>
-#include <array>
 #include <thread>
 #include <utility>
 
 #include "Backends/Linux/Process/ProcessFiles.h"
+#include "Backends/Linux/Windows/X11Activation.h"
 
 namespace tavik {
 
@@ -80,23 +80,10 @@ bool LaunchedWindowGuard::isLaunched(xcb_window_t id) {
   return entry != nullptr && entry->id == entryID_;
 }
 
-/// As a taskbar asks for it, so that the window manager takes it for the user's wish.
 void LaunchedWindowGuard::giveBackActivation() {
   if (usersWindow_ == XCB_NONE) return;
   desktop_.with([&](X11Session& session) {
-    constexpr std::uint32_t fromTaskbar = 2;
-    xcb_client_message_event_t message{};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = usersWindow_;
-    message.type = session.atom("_NET_ACTIVE_WINDOW");
-    message.data.data32[0] = fromTaskbar;
-    message.data.data32[1] = XCB_CURRENT_TIME;
-    std::array<char, 32> event{};
-    std::copy_n(reinterpret_cast<const char*>(&message), sizeof message, event.begin());
-    xcb_send_event(session.connection(), 0, session.root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, event.data());
-    xcb_flush(session.connection());
+    requestActivation(session, usersWindow_);
     return true;
   });
 }

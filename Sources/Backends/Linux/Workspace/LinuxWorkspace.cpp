@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Backends/Linux/Windows/X11Activation.h"
 #include "Backends/Linux/Workspace/RefusedApplications.h"
 
 namespace tavik {
@@ -116,6 +117,27 @@ RunningApplication LinuxWorkspace::describe(std::int32_t pid, const Survey& surv
   bool isRegular = hasWindow || (windows.empty() && isListed);
   application.activationPolicy = isRegular ? ActivationPolicy::regular : ActivationPolicy::accessory;
   return application;
+}
+
+std::unique_ptr<FrontmostObservation> LinuxWorkspace::observeFrontmostApplication(
+    std::function<void(const std::optional<RunningApplication>&)> handler) {
+  return activeWindows_.observe([this, handler = std::move(handler)] { handler(frontmostApplication()); });
+}
+
+void LinuxWorkspace::activate(std::int32_t pid) {
+  const auto windows = desktop_.windows().value_or(std::vector<X11Window>{});
+  const auto window = std::ranges::find_if(windows, [&](const X11Window& one) {
+    return one.pid == pid && one.isOnScreen() && layerOf(one) == 0;
+  });
+  if (window == windows.end()) return;
+  desktop_.with([&](X11Session& session) {
+    requestActivation(session, window->id);
+    return true;
+  });
+}
+
+std::unique_ptr<FrontmostHold> LinuxWorkspace::holdFrontmost(std::int32_t against) {
+  return activeWindows_.hold(against);
 }
 
 ApplicationLayout LinuxWorkspace::applicationLayout() {

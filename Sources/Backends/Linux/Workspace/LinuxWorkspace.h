@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Backends/Linux/Windows/X11Desktop.h"
+#include "Backends/Linux/Workspace/ActiveWindowKeeper.h"
 #include "Backends/Linux/Workspace/ApplicationLauncher.h"
 #include "Backends/Linux/Workspace/DesktopEntryIndex.h"
 #include "PlatformInterfaces/WorkspacePort.h"
@@ -19,15 +20,20 @@ class LinuxWorkspace : public WorkspacePort {
   using AccessibleProcesses = std::function<std::vector<std::int32_t>()>;
 
   LinuxWorkspace(X11Desktop& desktop, DesktopEntryIndex& entries, ApplicationLauncher& launcher,
-                 AccessibleProcesses accessibleProcesses)
+                 ActiveWindowKeeper& activeWindows, AccessibleProcesses accessibleProcesses)
       : desktop_(desktop),
         entries_(entries),
         launcher_(launcher),
+        activeWindows_(activeWindows),
         accessibleProcesses_(std::move(accessibleProcesses)) {}
 
   std::vector<RunningApplication> runningApplications() override;
   std::optional<RunningApplication> runningApplication(std::int32_t pid) override;
   std::optional<RunningApplication> frontmostApplication() override;
+  std::unique_ptr<FrontmostObservation> observeFrontmostApplication(
+      std::function<void(const std::optional<RunningApplication>&)> handler) override;
+  void activate(std::int32_t pid) override;
+  std::unique_ptr<FrontmostHold> holdFrontmost(std::int32_t against) override;
 
   ApplicationLayout applicationLayout() override;
   /// Each under its file name, and under its name and its program's if menus show it.
@@ -48,6 +54,7 @@ class LinuxWorkspace : public WorkspacePort {
   X11Desktop& desktop_;
   DesktopEntryIndex& entries_;
   ApplicationLauncher& launcher_;
+  ActiveWindowKeeper& activeWindows_;
   const AccessibleProcesses accessibleProcesses_;
 };
 

@@ -87,6 +87,7 @@ void ElementModel::activateLocked(ApplicationNode* application, ElementEffects& 
   if (frontmost_ == application) return;
   if (frontmost_ && frontmost_->isRunning) effects.notify(*frontmost_->root, "AXApplicationDeactivated");
   frontmost_ = application;
+  effects.handlers.push_back(frontmostChanged_);
   if (!application) return;
   application->isHidden = false;
   bringForwardLocked(*application);
@@ -103,7 +104,7 @@ void ElementModel::exitLocked(ApplicationNode& application, ElementEffects& effe
     return window.record.ownerPID == application.record.pid;
   });
   effects.notify(*application.root, "AXUIElementDestroyed");
-  if (frontmost_ == &application) frontmost_ = nullptr;
+  if (frontmost_ == &application) activateLocked(nullptr, effects);
 }
 
 // Elements

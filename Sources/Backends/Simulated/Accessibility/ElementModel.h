@@ -133,6 +133,8 @@ class ElementModel {
   ApplicationNode* runningApplicationLocked(std::int32_t pid) const;
   const std::vector<std::unique_ptr<ApplicationNode>>& applicationsLocked() const { return applications_; }
   ApplicationNode* frontmostLocked() const { return frontmost_; }
+  /// Called outside the lock whenever another application, or none, is in front.
+  void setFrontmostChanged(std::function<void()> handler) { frontmostChanged_ = std::move(handler); }
   void activateLocked(ApplicationNode* application, ElementEffects& effects);
   void exitLocked(ApplicationNode& application, ElementEffects& effects);
 
@@ -238,6 +240,8 @@ class ElementModel {
   mutable Mutex mutex_;
   std::vector<std::unique_ptr<ApplicationNode>> applications_;
   ApplicationNode* frontmost_ = nullptr;
+  /// Set before use.
+  std::function<void()> frontmostChanged_ = [] {};
   ElementNode systemWide_;
   /// Front to back.
   std::vector<ScreenWindow> screenWindows_;

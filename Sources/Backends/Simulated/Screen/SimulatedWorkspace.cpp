@@ -5,6 +5,25 @@
 
 namespace tavik {
 
+class SimulatedWorkspace::Observation : public FrontmostObservation {
+ public:
+  Observation(SimulatedWorkspace& workspace, std::shared_ptr<FrontmostHandler> handler)
+      : workspace_(workspace), handler_(std::move(handler)) {}
+  ~Observation() override {
+    MutexLock lock(workspace_.mutex_);
+    std::erase(workspace_.frontmostHandlers_, handler_);
+  }
+
+ private:
+  SimulatedWorkspace& workspace_;
+  const std::shared_ptr<FrontmostHandler> handler_;
+};
+
+SimulatedWorkspace::SimulatedWorkspace(ElementModel& model, Journal& journal, MainQueue& mainQueue)
+    : model_(model), journal_(journal), mainQueue_(mainQueue) {
+  model.setFrontmostChanged([this] { announceFrontmost(); });
+}
+
 void SimulatedWorkspace::install(InstalledApplication application) {
   MutexLock lock(mutex_);
   installed_.push_back(std::move(application));
@@ -36,6 +55,32 @@ std::optional<RunningApplication> SimulatedWorkspace::frontmostApplication() {
     return application ? std::optional(application->record) : std::nullopt;
   });
 }
+
+std::unique_ptr<FrontmostObservation> SimulatedWorkspace::observeFrontmostApplication(FrontmostHandler handler) {
+  MutexLock lock(mutex_);
+  frontmostHandlers_.push_back(std::make_shared<FrontmostHandler>(std::move(handler)));
+  return std::make_unique<Observation>(*this, frontmostHandlers_.back());
+}
+
+void SimulatedWorkspace::announceFrontmost() {
+  std::vector<std::shared_ptr<FrontmostHandler>> handlers;
+  {
+    MutexLock lock(mutex_);
+    handlers = frontmostHandlers_;
+  }
+  const auto frontmost = frontmostApplication();
+  for (const auto& handler : handlers) (*handler)(frontmost);
+}
+
+void SimulatedWorkspace::activate(std::int32_t pid) {
+  requireNoLockHeld("activate");
+  journal_.record({.time = {}, .kind = "activate", .pid = pid, .subject = {}, .name = {}, .value = {}});
+  model_.change([&](ElementEffects& effects) {
+    if (ApplicationNode* application = model_.runningApplicationLocked(pid)) model_.activateLocked(application, effects);
+  });
+}
+
+std::unique_ptr<FrontmostHold> SimulatedWorkspace::holdFrontmost(std::int32_t) { return nullptr; }
 
 ApplicationLayout SimulatedWorkspace::applicationLayout() {
   return {.pathSuffix = ".app",

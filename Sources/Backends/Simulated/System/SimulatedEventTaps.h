@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -10,60 +11,96 @@
 
 namespace tavik {
 
-/// The user's hands on the simulated desktop. Any thread.
+/// The user's hands on the simulated desktop, and what the window server tells
+/// processes of the focus. Any thread.
 class SimulatedEventTaps : public EventTapPort {
  public:
-  /// The user makes an event in a window of the process; listeners hear of it on
-  /// this thread.
-  void userDoes(std::uint32_t type, std::optional<std::int32_t> pid) {
-    std::vector<std::shared_ptr<Listener>> listeners;
-    {
-      MutexLock lock(mutex_);
-      listeners = listeners_;
+  using Fields = std::map<std::uint32_t, std::int64_t>;
+
+  /// An event happens on its way to a process; taps hear of it on this thread. False
+  /// when one of them swallowed it.
+  bool happens(std::uint32_t type, std::optional<std::int32_t> pid, const Fields& fields = {}) {
+    for (const auto& tap : taps()) {
+      const bool isForTap = !tap->request.targetPID || tap->request.targetPID == pid;
+      const bool isOfType = std::ranges::find(tap->request.eventTypes, type) != tap->request.eventTypes.end();
+      if (!isForTap || !isOfType || !isEnabled(*tap)) continue;
+      const TappedEvent event{.type = type,
+                              .targetPID = [pid] { return pid; },
+                              .integerField = [&fields](std::uint32_t field) {
+                                const auto known = fields.find(field);
+                                return known == fields.end() ? 0 : known->second;
+                              }};
+      const auto verdict = tap->callback(event);
+      const bool decides = tap->request.options == EventTapOptions::defaultTap;
+      if (decides && verdict == EventTapVerdict::swallow) return false;
     }
-    for (const auto& listener : listeners) {
-      if (std::ranges::find(listener->types, type) == listener->types.end()) continue;
-      listener->handler({type, [pid] { return pid; }});
+    return true;
+  }
+  void userDoes(std::uint32_t type, std::optional<std::int32_t> pid) { happens(type, pid); }
+  /// Disables every tap and tells it so, as a window server does with a slow one.
+  void disableAll(std::uint32_t reason) {
+    for (const auto& tap : taps()) {
+      setEnabled(*tap, false);
+      tap->callback({.type = reason});
     }
   }
+
   /// From now on nobody may listen.
   void refuse() {
     MutexLock lock(mutex_);
     isRefusing_ = true;
   }
-  std::size_t listenerCount() {
-    MutexLock lock(mutex_);
-    return listeners_.size();
+  std::size_t listenerCount() { return taps().size(); }
+  std::vector<EventTapRequest> requests() {
+    std::vector<EventTapRequest> requests;
+    for (const auto& tap : taps()) requests.push_back(tap->request);
+    return requests;
   }
 
-  std::unique_ptr<EventTap> createListenOnlyTap(std::vector<std::uint32_t> eventTypes, Handler handler) override {
+  std::unique_ptr<InstalledEventTap> createTap(const EventTapRequest& request, Callback callback) override {
+    requireNoLockHeld("createTap");
     MutexLock lock(mutex_);
     if (isRefusing_) return nullptr;
-    listeners_.push_back(std::make_shared<Listener>(Listener{std::move(eventTypes), std::move(handler)}));
-    return std::make_unique<Tap>(*this, listeners_.back());
+    taps_.push_back(std::make_shared<Tap>(Tap{request, std::move(callback), false}));
+    return std::make_unique<Installed>(*this, taps_.back());
   }
 
  private:
-  struct Listener {
-    std::vector<std::uint32_t> types;
-    Handler handler;
+  struct Tap {
+    EventTapRequest request;
+    Callback callback;
+    bool isEnabled = false;
   };
-  class Tap : public EventTap {
+  class Installed : public InstalledEventTap {
    public:
-    Tap(SimulatedEventTaps& taps, std::shared_ptr<Listener> listener) : taps_(taps), listener_(std::move(listener)) {}
-    ~Tap() override {
+    Installed(SimulatedEventTaps& taps, std::shared_ptr<Tap> tap) : taps_(taps), tap_(std::move(tap)) {}
+    ~Installed() override {
       MutexLock lock(taps_.mutex_);
-      std::erase(taps_.listeners_, listener_);
+      std::erase(taps_.taps_, tap_);
     }
+    void setEnabled(bool isEnabled) override { taps_.setEnabled(*tap_, isEnabled); }
 
    private:
     SimulatedEventTaps& taps_;
-    const std::shared_ptr<Listener> listener_;
+    const std::shared_ptr<Tap> tap_;
   };
+
+  std::vector<std::shared_ptr<Tap>> taps() {
+    MutexLock lock(mutex_);
+    return taps_;
+  }
+  bool isEnabled(const Tap& tap) {
+    MutexLock lock(mutex_);
+    return tap.isEnabled;
+  }
+  void setEnabled(Tap& tap, bool isEnabled) {
+    MutexLock lock(mutex_);
+    tap.isEnabled = isEnabled;
+  }
 
   Mutex mutex_;
   bool isRefusing_ = false;
-  std::vector<std::shared_ptr<Listener>> listeners_;
+  std::vector<std::shared_ptr<Tap>> taps_;
 };
 
 }  // namespace tavik

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <map>
 
 #include "Base/Concurrency/Mutex.h"
@@ -38,6 +39,10 @@ class SimulatedKeyboard : public KeyboardLayoutPort {
 
   std::optional<KeyboardLayoutSnapshot> copyCurrentLayout() override;
   void setLayoutChangedHandler(std::function<void()> handler) override;
+  void useControlForShortcuts() { shortcutsUseControl_ = true; }
+  bool shortcutsUseControl() const override { return shortcutsUseControl_; }
+  void acceptTextWithoutKeys() { acceptsTextWithoutKeys_ = true; }
+  bool acceptsTextWithoutKeys() const override { return acceptsTextWithoutKeys_; }
 
  private:
   mutable Mutex mutex_;
@@ -45,6 +50,8 @@ class SimulatedKeyboard : public KeyboardLayoutPort {
   std::function<void()> onRead_;
   std::function<void()> handler_;
   int reads_ = 0;
+  std::atomic<bool> shortcutsUseControl_ = false;
+  std::atomic<bool> acceptsTextWithoutKeys_ = false;
 };
 
 }  // namespace tavik
