@@ -74,7 +74,7 @@ void wholeState(benchmark::State& state) {
   const auto previous = TavikComputerUseLogger::install(quiet);
   AppSearchEngine search(world.desktop.platform().applicationIndex, world.desktop.platform().workspace,
                          world.scheduler, std::nullopt);
-  ComputerUseToolService service(world.desktop.platform(), world.access, search, world.scheduler);
+  ComputerUseToolService service(world.desktop.platform(), world.access, search, world.mainQueue, world.scheduler);
   world.run([&] {
     for (auto _ : state) benchmark::DoNotOptimize(service.getAppState("Notes", {.allowAppLaunch = true}));
   });

@@ -65,7 +65,7 @@ struct Runtime {
   AXWrapper access{ports.accessibility, ports.process, scheduler, mainQueue};
   AppSearchEngine appSearchEngine{ports.applicationIndex, ports.workspace, scheduler,
                                   ports.process.bundleIdentifier()};
-  ComputerUseToolService toolService{ports, access, appSearchEngine, scheduler};
+  ComputerUseToolService toolService{ports, access, appSearchEngine, mainQueue, scheduler};
   ComputerUseRequestRouter toolRequestRouter{toolService};
   ComputerUseRuntimeApplicationDelegate delegate{scheduler,
                                                  mainQueue,

@@ -42,7 +42,7 @@ struct RuntimeDesk {
   BundleIdentifiers identifiers{ports.preferences};
   AXWrapper access{ports.accessibility, ports.process, scheduler, mainQueue};
   AppSearchEngine appSearchEngine{ports.applicationIndex, ports.workspace, scheduler};
-  ComputerUseToolService toolService{ports, access, appSearchEngine, scheduler};
+  ComputerUseToolService toolService{ports, access, appSearchEngine, mainQueue, scheduler};
   ComputerUseRequestRouter toolRequestRouter{toolService};
   /// Where a test puts a tool of its own; the real ones at first.
   std::function<std::optional<ToolResult>(const std::string&, const Bytes&)> tools =

@@ -1,140 +1,124 @@
 #include "ComputerUseToolRuntime/Actions/ActionFrame.h"
 
-#include <algorithm>
-#include <limits>
+#include <utility>
 
-#include "Base/Text/Text.h"
 #include "ComputerUseContracts/ToolError.h"
+#include "ComputerUseToolRuntime/State/StateSession.h"
 #include "SlimCore/Logging/TavikComputerUseLogger.h"
 
 namespace tavik {
 
 namespace {
 
-constexpr std::int64_t nearbyDistance = 3;
+constexpr const char* toolGeneratedEvent = "toolGeneratedEvent";
 
-ToolError notAvailable(const char* tool) {
-  return ToolError::actionRejected(std::string(tool) + " is not available in this version of Tavik Computer Use.");
-}
+template <class... Handlers>
+struct Overloaded : Handlers... {
+  using Handlers::operator()...;
+};
 
 }  // namespace
 
-Duration toolGeneratedEventSuppressionInterval(const ComputerUseIPCAction& action) {
-  if (const auto* click = action.get<ClickParams>()) {
-    if (click->mouseButton != 0) return milliseconds(1400);
-    return click->clickCount < 2 ? milliseconds(500) : milliseconds(800);
+/// While it lives, the input to the application is the tool's own.
+class ActionFrame::Bracket {
+ public:
+  Bracket(const Services& services, std::int32_t pid, const ComputerUseIPCAction& action)
+      : services_(services),
+        pid_(pid),
+        echo_(seconds(action.toolGeneratedEventSuppressionInterval())),
+        frontmostHold_(services.workspace.holdFrontmost(pid)) {
+    services_.userInteractionMonitor.beginToolAction(pid_);
+    if (services_.recording.begin) services_.recording.begin(toolGeneratedEvent);
   }
-  if (const auto* typing = action.get<TypeTextParams>()) {
-    const auto byLength = static_cast<std::int64_t>(text::characterCount(typing->text)) * 10;
-    return milliseconds(std::clamp<std::int64_t>(byLength, 800, 1600));
+  ~Bracket() {
+    services_.userInteractionMonitor.endToolAction(pid_, echo_);
+    if (services_.recording.end) services_.recording.end(toolGeneratedEvent, echo_);
   }
-  if (action.get<ScrollParams>()) return milliseconds(600);
-  if (action.get<DragParams>()) return milliseconds(800);
-  if (action.get<PressKeyParams>()) return milliseconds(1400);
-  if (action.get<SetValueParams>() || action.get<TextSelectionParams>()) return milliseconds(400);
-  return milliseconds(1000);
-}
+  Bracket(const Bracket&) = delete;
+  Bracket& operator=(const Bracket&) = delete;
 
-std::string nearbyElementDescriptions(std::int64_t index, const UIElementTree& tree) {
-  std::vector<std::string> entries;
-  // Any number may come from a model.
-  const std::int64_t first = std::max(index, nearbyDistance) - nearbyDistance;
-  const std::int64_t last = std::min(index, std::numeric_limits<std::int64_t>::max() - nearbyDistance) + nearbyDistance;
-  for (std::int64_t near = first; near <= last && near >= 0; ++near) {
-    if (auto item = tree.item(near)) {
-      entries.push_back("[" + std::to_string(near) + "] " + item->appStateDescriptionWithoutIndex());
-    }
-  }
-  return text::joined(entries, " | ");
-}
-
-ActionFrame::ActionFrame(AppResolver& resolver, AppApprovalStore& approvalStore, ProcessPort& process,
-                         ToolSession& session, ComputerUseUserInteractionMonitor& userInteractionMonitor,
-                         ClickAction& click, Scheduler& scheduler)
-    : resolver_(resolver),
-      approvalStore_(approvalStore),
-      process_(process),
-      session_(session),
-      userInteractionMonitor_(userInteractionMonitor),
-      click_(click),
-      scheduler_(scheduler) {}
+ private:
+  const Services& services_;
+  const std::int32_t pid_;
+  const Duration echo_;
+  const std::unique_ptr<FrontmostHold> frontmostHold_;
+};
 
 ToolResult ActionFrame::performAction(const std::string& app, const ComputerUseIPCAction& action) {
-  const ResolvedApp resolved = resolver_.resolveAppPID(app);
+  const ResolvedApp resolved = services_.resolver.resolveAppPID(app);
   AppApprovalStore::checkSystemProcessDenylist(resolved.bundleID);
   requireApproval(resolved.bundleID);
-  guardActionCanUseLatestState(app, resolved);
+  guardActionCanUseLatestState(app, resolved, action);
   // A client that was told "timeout" must not see the action happen afterwards.
-  scheduler_.checkCancellation();
+  services_.scheduler.checkCancellation();
 
-  struct ToolActionBracket {
-    ComputerUseUserInteractionMonitor& monitor;
-    std::int32_t pid;
-    Duration ignoreEventsFor;
-    ~ToolActionBracket() { monitor.endToolAction(pid, ignoreEventsFor); }
-  };
-  userInteractionMonitor_.beginToolAction(resolved.pid);
-  const ToolActionBracket bracket{userInteractionMonitor_, resolved.pid,
-                                  toolGeneratedEventSuppressionInterval(action)};
-  return dispatch(action);
-}
-
-ToolResult ActionFrame::dispatch(const ComputerUseIPCAction& action) {
-  const auto* click = action.get<ClickParams>();
-  if (!click) throw notAvailable(action.caseName());
-  if (!click->elementIndex) {
-    if (!click->x || !click->y) {
-      throw ToolError::actionRejected("click requires either element_index or both x and y");
-    }
-    throw notAvailable("click by coordinates");
-  }
-  return click_.perform(findElement(*click->elementIndex)->axElement, *click);
+  const Bracket bracket(services_, resolved.pid, action);
+  auto snapshot = preActionSnapshot(resolved.pid, action);
+  ToolResult result = dispatch(resolved.pid, action);
+  services_.queues.enqueuePreActionFocusedElement(resolved.bundleID, std::move(snapshot));
+  return result;
 }
 
 void ActionFrame::requireApproval(const std::string& bundleID) {
-  if (approvalStore_.isApproved(bundleID)) return;
-  if (process_.environment(requireApprovalVariable) == "1") {
+  if (services_.approvalStore.isApproved(bundleID)) return;
+  if (services_.process.environment(requireApprovalVariable) == "1") {
     throw ToolError::ipcError("Target app approval required for " + bundleID +
                               ". Approve this app before sending mutation tools.");
   }
-  approvalStore_.approve(bundleID, /*persistent=*/false);
+  services_.approvalStore.approve(bundleID, /*persistent=*/false);
   TavikComputerUseLogger::info(LogCategory::tools, "target_app_session_approved", {{"appBundleID", bundleID}});
 }
 
-void ActionFrame::guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app) {
-  const auto session = session_.currentSession();
+void ActionFrame::guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app,
+                                               const ComputerUseIPCAction& action) {
+  const auto session = services_.session.currentSession();
   if (!session) throw ToolError::noActiveAppState();
   if (session->bundleIdentifier != app.bundleID || session->pid != app.pid) {
     throw ToolError::staleAppState(appQuery);
   }
+  if (action.get<TypeTextParams>()) requireUnmovedFocus(*session);
   try {
-    userInteractionMonitor_.guardAction(app.bundleID);
+    services_.userInteractionMonitor.guardAction(app.bundleID);
   } catch (const UserInteractionError& error) {
     throw ToolError::actionRejected(error.message());
   }
 }
 
-std::shared_ptr<UIElementTree::Item> ActionFrame::findElement(std::int64_t index) {
-  const auto appStateTree = session_.currentAppStateTree();
-  if (!appStateTree) throw ToolError::noActiveAppState();
-  std::string problem;
-  try {
-    const auto found = appStateTree->element(index);
-    session_.setCurrentTree(appStateTree->tree());
-    if (!found->item->axElement) throw ToolError::elementNotFound(index);
-    return found->item;
-  } catch (const CancellationError&) {
-    throw;
-  } catch (const std::exception& error) {
-    TavikComputerUseLogger::warning(LogCategory::tools, "element_lookup_failed",
-                                    {{"strategy", "refetchable_tree"}, {"error", error}});
-    problem = error.what();
+/// Text goes wherever the focus is, and the model knows only where it was.
+void ActionFrame::requireUnmovedFocus(const AppStateSnapshotContext& session) {
+  if (!session.focusedElementDescription || !session.focusedElementDescriptionIsComparable) return;
+  const auto now = focusedElementDescription(session.pid, services_.access);
+  if (!now || *now == *session.focusedElementDescription) return;
+  services_.userInteractionMonitor.recordAppChanged(session.bundleIdentifier, session.appName);
+  throw ToolError::staleAppState(session.appName);
+}
+
+std::optional<FocusedElementSnapshot> ActionFrame::preActionSnapshot(std::int32_t pid,
+                                                                     const ComputerUseIPCAction& action) {
+  if (const auto* setValue = action.get<SetValueParams>()) {
+    try {
+      const auto item = services_.elements.findElement(setValue->elementIndex);
+      return FocusedElementSnapshot::of(item->axElement, reader_);
+    } catch (const ToolError&) {
+      // The action looks for it again, and reports.
+    }
   }
-  const auto tree = session_.currentTree();
-  const std::string nearby = tree ? nearbyElementDescriptions(index, *tree) : "";
-  throw ToolError::actionRejected(problem +
-                                  ". Re-query the latest state with get_app_state before sending more actions." +
-                                  (nearby.empty() ? "" : " Nearby elements: " + nearby));
+  return focusedElementSnapshot(pid, reader_);
+}
+
+ToolResult ActionFrame::dispatch(std::int32_t pid, const ComputerUseIPCAction& action) {
+  return std::visit(
+      Overloaded{
+          [&](const ClickParams& params) { return services_.click.perform(pid, params); },
+          [&](const ScrollParams& params) { return services_.scroll.perform(pid, params); },
+          [&](const DragParams& params) { return services_.drag.perform(pid, params); },
+          [&](const TypeTextParams& params) { return services_.typeText.perform(pid, params); },
+          [&](const PressKeyParams& params) { return services_.pressKey.perform(pid, params); },
+          [&](const SetValueParams& params) { return services_.setValue.perform(params); },
+          [&](const TextSelectionParams& params) { return services_.selectText.perform(pid, params); },
+          [&](const PerformSecondaryActionParams& params) { return services_.secondary.perform(pid, params); },
+      },
+      action.payload());
 }
 
 }  // namespace tavik

@@ -1,56 +1,76 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <string>
 
 #include "AccessibilitySupport/Focus/ComputerUseUserInteractionMonitor.h"
 #include "ComputerUseContracts/ComputerUseIPCAction.h"
 #include "ComputerUseContracts/ToolResult.h"
 #include "ComputerUseToolRuntime/Actions/ClickAction.h"
+#include "ComputerUseToolRuntime/Actions/DragAction.h"
+#include "ComputerUseToolRuntime/Actions/PressKeyAction.h"
+#include "ComputerUseToolRuntime/Actions/RecordingGuard.h"
+#include "ComputerUseToolRuntime/Actions/ScrollAction.h"
+#include "ComputerUseToolRuntime/Actions/SecondaryAction.h"
+#include "ComputerUseToolRuntime/Actions/SelectTextAction.h"
+#include "ComputerUseToolRuntime/Actions/SetValueAction.h"
+#include "ComputerUseToolRuntime/Actions/TypeTextAction.h"
 #include "ComputerUseToolRuntime/Apps/AppResolver.h"
 #include "ComputerUseToolRuntime/Safety/AppApprovalStore.h"
 #include "ComputerUseToolRuntime/Service/ToolSession.h"
+#include "ComputerUseToolRuntime/State/PostActionQueues.h"
 #include "PlatformInterfaces/ProcessPort.h"
 
 namespace tavik {
 
-/// The single entrance of everything that changes an application: its gates, in
-/// their order, and the look-up of the element that an action names. Nothing has
-/// touched the application when a gate refuses.
+/// The single entrance of everything that changes an application: the gates, in their
+/// order, the bracket that tells others that the input to come is the tool's own, and
+/// the way to the action. Nothing has touched the application when a gate refuses.
 class ActionFrame {
  public:
   /// Set to "1" it lets actions touch only applications that the user has approved.
   static constexpr const char* requireApprovalVariable = "TAVIK_COMPUTER_USE_REQUIRE_TARGET_APPROVAL";
 
-  ActionFrame(AppResolver& resolver, AppApprovalStore& approvalStore, ProcessPort& process, ToolSession& session,
-              ComputerUseUserInteractionMonitor& userInteractionMonitor, ClickAction& click, Scheduler& scheduler);
+  struct Services {
+    AppResolver& resolver;
+    AppApprovalStore& approvalStore;
+    ProcessPort& process;
+    WorkspacePort& workspace;
+    AXWrapper& access;
+    ToolSession& session;
+    ComputerUseUserInteractionMonitor& userInteractionMonitor;
+    PostActionQueues& queues;
+    ElementLookup& elements;
+    RecordingGuard recording;
+    ClickAction& click;
+    ScrollAction& scroll;
+    DragAction& drag;
+    TypeTextAction& typeText;
+    PressKeyAction& pressKey;
+    SetValueAction& setValue;
+    SelectTextAction& selectText;
+    SecondaryAction& secondary;
+    Scheduler& scheduler;
+  };
+  explicit ActionFrame(const Services& services) : services_(services), reader_(services.access) {}
 
   /// Throws `ToolError`; `AppApprovalError` for a security process; `CancellationError`
-  /// when the caller was given up before anything was done.
+  /// when the caller was given up before anything was done; and what the action throws.
   ToolResult performAction(const std::string& app, const ComputerUseIPCAction& action);
 
  private:
+  class Bracket;
+
   void requireApproval(const std::string& bundleID);
-  void guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app);
-  ToolResult dispatch(const ComputerUseIPCAction& action);
-  std::shared_ptr<UIElementTree::Item> findElement(std::int64_t index);
+  void guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app,
+                                    const ComputerUseIPCAction& action);
+  void requireUnmovedFocus(const AppStateSnapshotContext& session);
+  std::optional<FocusedElementSnapshot> preActionSnapshot(std::int32_t pid, const ComputerUseIPCAction& action);
+  ToolResult dispatch(std::int32_t pid, const ComputerUseIPCAction& action);
 
-  AppResolver& resolver_;
-  AppApprovalStore& approvalStore_;
-  ProcessPort& process_;
-  ToolSession& session_;
-  ComputerUseUserInteractionMonitor& userInteractionMonitor_;
-  ClickAction& click_;
-  Scheduler& scheduler_;
+  const Services services_;
+  const LiveElementReader reader_;
 };
-
-/// How long after an action what looks like the user's input is taken for an echo of
-/// the action itself.
-Duration toolGeneratedEventSuppressionInterval(const ComputerUseIPCAction& action);
-
-/// The elements around an index, as the model knows them, to choose another from;
-/// empty when the tree holds none.
-std::string nearbyElementDescriptions(std::int64_t index, const UIElementTree& tree);
 
 }  // namespace tavik

@@ -1,109 +1,238 @@
 #include "ComputerUseToolRuntime/Actions/ClickAction.h"
 
 #include <algorithm>
+#include <limits>
+#include <set>
 #include <vector>
 
 #include "AccessibilitySupport/Access/AXActions.h"
 #include "AccessibilitySupport/Access/AXAttributes.h"
 #include "ComputerUseContracts/ToolError.h"
+#include "ComputerUseToolRuntime/Actions/ElementSurroundings.h"
 
 namespace tavik {
 
 namespace {
 
+using Role = std::optional<std::string>;
+
 constexpr auto afterScrollingIntoView = milliseconds(50);
 constexpr auto menuOpeningTime = milliseconds(450);
 constexpr auto menuDismissalTime = milliseconds(250);
 
-constexpr const char* noAccessibleClick =
-    "This element offers no accessibility action for that click, and synthesized clicks are not available in this "
-    "version of Tavik Computer Use. Choose an element that can be pressed, or re-query get_app_state and try another "
-    "way.";
+constexpr std::int64_t leftButton = 0;
+constexpr std::int64_t rightButton = 1;
+constexpr std::int64_t middleButton = 2;
 
-bool prefersPressForPrimaryClick(const std::optional<std::string>& role) {
+constexpr const char* noClickPoint =
+    "Could not determine a reliable click point for the element. Re-query the latest state with get_app_state before "
+    "retrying.";
+
+ToolResult success() { return ToolResult::text("Action completed successfully."); }
+
+bool prefersPressForPrimaryClick(const Role& role) {
   static const std::set<std::string> roles = {"AXButton",      "AXCheckBox",   "AXRadioButton",
                                               "AXPopUpButton", "AXMenuButton", "AXDisclosureTriangle"};
   return role && roles.contains(*role);
 }
 
-bool isTrue(const std::optional<AXValue>& value) {
-  const bool* flag = value ? value->get<bool>() : nullptr;
-  return flag && *flag;
+bool prefersMovePrimedMultiClick(const Role& role) { return isRowOrCell(role); }
+
+bool prefersMovePrimedPrimaryClick(const Role& role, bool insideWebContent) {
+  const bool isTextInput = role == "AXTextArea" || role == "AXTextField";
+  return isRowOrCell(role) || (isTextInput && insideWebContent);
+}
+
+bool prefersSelectableRowShortcut(const Role& role, bool insideWebContent) {
+  return isRowOrCell(role) && !insideWebContent;
+}
+
+bool prefersAXActionForCoordinateClick(const Role& role) {
+  return prefersPressForPrimaryClick(role) || isRowOrCell(role) || role == "AXMenuBarItem" || role == "AXMenuItem";
 }
 
 }  // namespace
 
-ToolResult ClickAction::perform(const AXElement& element, const ClickParams& params) {
-  const auto role = roleName(element);
-  const bool isMenuItem = role == "AXMenuItem";
-  scrollIntoView(element);
+/// One element that is clicked.
+struct ClickAction::Target {
+  std::int32_t pid = 0;
+  std::shared_ptr<UIElementTree::Item> item;
+  Role role;
 
-  const bool isLeft = params.mouseButton != 1 && params.mouseButton != 2;
-  if (params.mouseButton == 1) {
-    if (showMenu(element)) return ToolResult::text("Action completed successfully.");
-  } else if (isLeft && params.clickCount <= 1) {
-    if (performPrimaryLeftClick(element, role)) {
-      if (isMenuItem) scheduler_.sleep(menuDismissalTime);
-      return ToolResult::text("Action completed successfully.");
-    }
+  const AXElement& element() const { return item->axElement; }
+  void refuseMenuItem() const {
+    if (role == "AXMenuItem") throw ToolError::mouseActionNotSupportedForMenuItems();
   }
-  if (isMenuItem) throw ToolError::mouseActionNotSupportedForMenuItems();
-  throw ToolError::actionRejected(noAccessibleClick);
+};
+
+ToolResult ClickAction::perform(std::int32_t pid, const ClickParams& params) {
+  if (params.elementIndex) return clickElement(pid, params);
+  if (params.x && params.y) return clickPoint(pid, params);
+  throw ToolError::actionRejected("click requires either element_index or both x and y");
 }
 
-void ClickAction::scrollIntoView(const AXElement& element) {
-  const auto names = supportedActionNames(element);
-  if (names && !names->contains(AXActions::scrollToVisible)) return;
-  if (access_.port().performAction(element, AXActions::scrollToVisible) != AXError::success) return;
-  scheduler_.sleep(afterScrollingIntoView);
+// By element
+
+ToolResult ClickAction::clickElement(std::int32_t pid, const ClickParams& params) {
+  Target target{pid, services_.elements.findElement(*params.elementIndex), {}};
+  auto center = reader_.frameCenter(target.element());
+  target.role = reader_.roleName(target.element());
+  if (!target.role) target.role = target.item->role;
+
+  if (performIfSupported(target.element(), AXActions::scrollToVisible)) {
+    services_.scheduler.sleep(afterScrollingIntoView);
+    center = reader_.frameCenter(target.element());
+  }
+  if (center) services_.cursor.prepareForInteraction(*center);
+
+  if (params.mouseButton == rightButton) {
+    rightClick(target);
+  } else if (params.mouseButton == middleButton) {
+    middleClick(target);
+  } else if (params.mouseButton != leftButton || params.clickCount >= 2) {
+    multiClick(target, std::max<std::int64_t>(params.clickCount, 1));
+  } else {
+    primaryClick(target);
+  }
+  services_.cursor.showClick(params.clickCount);
+  return success();
 }
 
-bool ClickAction::showMenu(const AXElement& element) {
-  const auto names = supportedActionNames(element);
-  if (names && !names->contains(AXActions::showMenu)) return false;
-  return access_.port().performAction(element, AXActions::showMenu) == AXError::success;
+void ClickAction::rightClick(const Target& target) {
+  if (performIfSupported(target.element(), AXActions::showMenu)) return;
+  target.refuseMenuItem();
+  services_.geometry.rejectBackgroundRightClickIfNeeded(target.pid);
+  performMouseClick(target.pid, clickPoint(target.element()), Button::right, 1, /*includeMove=*/false);
 }
 
-bool ClickAction::performPrimaryLeftClick(const AXElement& element, const std::optional<std::string>& role) {
+void ClickAction::middleClick(const Target& target) {
+  target.refuseMenuItem();
+  performMouseClick(target.pid, clickPoint(target.element()), Button::middle, 1, /*includeMove=*/false);
+}
+
+void ClickAction::multiClick(const Target& target, std::int64_t clickCount) {
+  target.refuseMenuItem();
+  const Point point = clickPoint(target.element());
+  performIfSupported(target.element(), AXActions::scrollToVisible);
+  performMouseClick(target.pid, point, Button::left, clickCount, prefersMovePrimedMultiClick(target.role));
+}
+
+void ClickAction::primaryClick(const Target& target) {
+  const bool isMenuBarItem = target.role == "AXMenuBarItem";
+  if (isMenuBarItem && services_.backgroundMenus.enqueueIfAvailable(target.element(), target.pid)) return;
+
+  const bool insideWebContent = isInsideWebContent(*target.item, reader_);
+  if (prefersMovePrimedPrimaryClick(target.role, insideWebContent)) {
+    const bool isSelectable = prefersSelectableRowShortcut(target.role, insideWebContent);
+    if (!(isSelectable && selectElementIfSupported(target.element()))) {
+      performMouseClick(target.pid, clickPoint(target.element()), Button::left, 1, /*includeMove=*/true);
+    }
+  } else if (!performPrimaryLeftClick(target.element(), target.role)) {
+    target.refuseMenuItem();
+    performMouseClick(target.pid, clickPoint(target.element()), Button::left, 1, /*includeMove=*/false,
+                      /*allowUnboundSystemMenuBarPoint=*/isMenuBarItem);
+  }
+  if (target.role == "AXMenuItem") services_.scheduler.sleep(menuDismissalTime);
+}
+
+// By coordinates
+
+ToolResult ClickAction::clickPoint(std::int32_t pid, const ClickParams& params) {
+  services_.geometry.requireFreshScreenshotGeometry(pid);
+  const Point point = services_.geometry.screenPointFromScreenshotCoordinates({*params.x, *params.y});
+  services_.cursor.prepareForInteraction(point);
+
+  AccessibilityPort& port = services_.access.port();
+  const auto hit = port.copyElementAtPosition(port.createApplication(pid), point);
+  const bool isSingle = params.clickCount == 1;
+  const bool isRight = params.mouseButton == rightButton;
+  if (hit.ok() && isSingle && params.mouseButton == leftButton) {
+    if (!primaryClickHit(pid, hit.value)) performMouseClick(pid, point, Button::left, 1, /*includeMove=*/false);
+  } else if (hit.ok() && isSingle && isRight) {
+    if (!rightClickHit(hit.value)) {
+      services_.geometry.rejectBackgroundRightClickIfNeeded(pid);
+      performMouseClick(pid, point, Button::right, 1, /*includeMove=*/false);
+    }
+  } else {
+    if (hit.ok() && reader_.roleName(hit.value) == "AXMenuItem") {
+      throw ToolError::mouseActionNotSupportedForMenuItems();
+    }
+    if (isRight) services_.geometry.rejectBackgroundRightClickIfNeeded(pid);
+    const Button button = isRight                               ? Button::right
+                          : params.mouseButton == middleButton ? Button::middle
+                                                                : Button::left;
+    performMouseClick(pid, point, button, std::max<std::int64_t>(params.clickCount, 1), /*includeMove=*/false);
+  }
+  services_.cursor.showClick(params.clickCount);
+  return success();
+}
+
+bool ClickAction::primaryClickHit(std::int32_t pid, const AXElement& hit) {
+  const Role role = reader_.roleName(hit);
+  if (role == "AXMenuBarItem" && services_.backgroundMenus.enqueueIfAvailable(hit, pid)) return true;
+  if (!prefersAXActionForCoordinateClick(role)) return false;
+  if (performPrimaryLeftClick(hit, role)) return true;
+  if (role == "AXMenuItem") throw ToolError::mouseActionNotSupportedForMenuItems();
+  return false;
+}
+
+bool ClickAction::rightClickHit(const AXElement& hit) {
+  if (reader_.roleName(hit) == "AXMenuItem") throw ToolError::mouseActionNotSupportedForMenuItems();
+  return performIfSupported(hit, AXActions::showMenu);
+}
+
+// Means
+
+bool ClickAction::performPrimaryLeftClick(const AXElement& element, const Role& role) {
   std::vector<std::string> actions = {AXActions::press, AXActions::pick};
   if (!prefersPressForPrimaryClick(role)) std::reverse(actions.begin(), actions.end());
   for (const std::string& action : actions) {
-    const auto names = supportedActionNames(element);
-    if (names && !names->contains(action)) continue;
-    if (access_.port().performAction(element, action) != AXError::success) continue;
+    if (!performIfSupported(element, action)) continue;
     if (role != "AXMenuBarItem") return true;
-    scheduler_.sleep(menuOpeningTime);
+    // Some answer success and open nothing.
+    services_.scheduler.sleep(menuOpeningTime);
     if (menuBarItemHasActiveMenu(element)) return true;
   }
   return false;
 }
 
 bool ClickAction::menuBarItemHasActiveMenu(const AXElement& element) {
-  auto shown = access_.copyAttributeValueOptional(element, "AXShownMenuUIElement");
-  if (shown && shown->get<AXElement>()) return true;
-  auto children = access_.copyAttributeValueOptional(element, AXAttributes::children);
-  const auto* array = children ? children->get<AXArray>() : nullptr;
-  if (!array) return false;
-  const bool hasMenu = std::any_of(array->begin(), array->end(), [&](const AXValue& child) {
-    const auto* childElement = child.get<AXElement>();
-    return childElement && roleName(*childElement) == "AXMenu";
+  if (reader_.element(element, "AXShownMenuUIElement")) return true;
+  const bool hasMenu = std::ranges::any_of(reader_.elements(element, AXAttributes::children), [&](const auto& child) {
+    return reader_.roleName(child) == "AXMenu";
   });
   if (!hasMenu) return false;
-  auto focused = access_.copyAttributeValueOptional(element, AXAttributes::focused);
-  if (focused && focused->get<bool>()) return isTrue(focused);
-  return isTrue(access_.copyAttributeValueOptional(element, AXAttributes::selected));
+  if (const auto focused = reader_.boolean(element, AXAttributes::focused)) return *focused;
+  return reader_.boolean(element, AXAttributes::selected).value_or(false);
 }
 
-std::optional<std::string> ClickAction::roleName(const AXElement& element) {
-  auto value = access_.copyAttributeValueOptional(element, AXAttributes::role);
-  const auto* role = value ? value->get<std::string>() : nullptr;
-  return role ? std::optional(*role) : std::nullopt;
+bool ClickAction::selectElementIfSupported(const AXElement& element) {
+  const auto isSelected = reader_.boolean(element, AXAttributes::selected);
+  if (!isSelected) return false;
+  if (*isSelected) return true;
+  return services_.access.port().setAttributeValue(element, AXAttributes::selected, true) == AXError::success;
 }
 
-std::optional<std::set<std::string>> ClickAction::supportedActionNames(const AXElement& element) {
-  auto names = access_.port().copyActionNames(element);
-  if (!names.ok()) return std::nullopt;
-  return std::set<std::string>(names.value.begin(), names.value.end());
+bool ClickAction::performIfSupported(const AXElement& element, const std::string& action) {
+  const auto names = reader_.supportedActionNames(element);
+  if (names && !names->contains(action)) return false;
+  return services_.access.port().performAction(element, action) == AXError::success;
+}
+
+Point ClickAction::clickPoint(const AXElement& element) {
+  auto point = elementScreenPosition(element, services_.access, services_.scheduler);
+  if (!point) point = reader_.frameCenter(element);
+  if (!point) throw ToolError::actionRejected(noClickPoint);
+  return *point;
+}
+
+void ClickAction::performMouseClick(std::int32_t pid, Point at, Button button, std::int64_t clickCount,
+                                    bool includeMove, bool allowUnboundSystemMenuBarPoint) {
+  if (!allowUnboundSystemMenuBarPoint) services_.geometry.requireBoundTarget(pid, at);
+  MouseEventTarget target = services_.geometry.mouseEventTarget(pid, at);
+  const auto count = static_cast<int>(std::min<std::int64_t>(clickCount, std::numeric_limits<int>::max()));
+  services_.scheduler.checkCancellation();
+  services_.focusStealPreventer.withSuppression(pid, [&] { target.click(at, button, count, includeMove); });
 }
 
 }  // namespace tavik

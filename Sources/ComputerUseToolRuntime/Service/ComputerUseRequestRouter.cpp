@@ -43,12 +43,18 @@ ToolResult ComputerUseRequestRouter::performActionAndCaptureState(
     const ComputerUseIPCAppPerformActionRequest& request) {
   ToolResult action = toolService_.performAction(request.app, request.action);
   try {
-    ToolResult state = toolService_.withSerializedSessionState(
-        [&] { return toolService_.capturePostActionState(request.app); });
-    ToolResult joined{contentWithoutTrivialSuccess(action), action.isError || state.isError};
-    append(joined.content, std::move(state.content));
-    return joined;
+    return toolService_.withSerializedSessionState([&] {
+      ToolResult state = toolService_.capturePostActionState(request.app, request.action);
+      toolService_.dismissVisibleMenuBarAfterPostActionIfNeeded(request.app, request.action);
+      ToolResult joined{contentWithoutTrivialSuccess(action), action.isError || state.isError};
+      append(joined.content, std::move(state.content));
+      return joined;
+    });
   } catch (const std::exception& error) {
+    // Whatever became of the look, the action is done, and its menu is not left open.
+    toolService_.withSerializedSessionState([&] {
+      toolService_.dismissVisibleMenuBarAfterPostActionIfNeeded(request.app, request.action);
+    });
     action.content.push_back(
         ToolResultContent::text(std::string("Post-action state capture failed: ") + error.what()));
     return action;

@@ -1,6 +1,7 @@
 #include "ComputerUseToolRuntime/Service/ComputerUseToolService.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include "ComputerUseToolRuntime/Apps/AppList.h"
 
@@ -24,7 +25,8 @@ CaptureEnvironment captureEnvironment(Platform& platform) {
 }  // namespace
 
 ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& access,
-                                               AppSearchEngine& appSearchEngine, Scheduler& scheduler)
+                                               AppSearchEngine& appSearchEngine, MainQueue& mainQueue,
+                                               Scheduler& scheduler, ToolServiceExtras extras)
     : appSearchEngine_(appSearchEngine),
       approvalStore_(platform.process.applicationSupportDirectory()),
       actionSerializationGate_(scheduler),
@@ -41,6 +43,7 @@ ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& ac
       capture_(access, platform.windowServer, windowServerAccess_, applicationWindows_, windowScreenshot_,
                captureCoordinator_, transformations_, captureEnvironment(platform), scheduler),
       userInteractionMonitor_(scheduler),
+      focusStealPreventer_(platform.eventTaps, platform.workspace),
       settleAwaiter_(platform.accessibility, scheduler),
       stateRoots_(access, transformations_, scheduler,
                   platform.process.environment(StateRootSelector::traceVariable)),
@@ -49,20 +52,104 @@ ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& ac
                        platform.workspace, scheduler),
       fallbackAppState_(capture_, applicationWindows_, windowServerAccess_, screenCaptureProbe_, stateRoots_, access,
                         transformations_, captureEnvironment(platform), scheduler),
+      stateSession_({.access = access,
+                     .transformations = transformations_,
+                     .workspace = platform.workspace,
+                     .userInteractionMonitor = userInteractionMonitor_,
+                     .focusStealPreventer = focusStealPreventer_,
+                     .session = session_,
+                     .scheduler = scheduler}),
       stateReader_({.resolver = resolver_,
                     .capture = appStateCapture_,
                     .fallback = fallbackAppState_,
                     .roots = stateRoots_,
                     .access = access,
-                    .transformations = transformations_,
                     .workspace = platform.workspace,
-                    .userInteractionMonitor = userInteractionMonitor_,
+                    .stateSession = stateSession_,
                     .session = session_,
                     .scheduler = scheduler}),
-      postActionState_(stateReader_),
-      clickAction_(access, scheduler),
-      actionFrame_(resolver_, approvalStore_, platform.process, session_, userInteractionMonitor_, clickAction_,
-                   scheduler),
+      postActionQueues_(scheduler),
+      postActionState_({.resolver = resolver_,
+                        .reader = stateReader_,
+                        .stateSession = stateSession_,
+                        .roots = stateRoots_,
+                        .snapshotCapture = capture_,
+                        .windowServer = windowServerAccess_,
+                        .access = access,
+                        .workspace = platform.workspace,
+                        .userInteractionMonitor = userInteractionMonitor_,
+                        .session = session_,
+                        .queues = postActionQueues_,
+                        .scheduler = scheduler}),
+      backgroundMenus_(access, transformations_, session_, postActionQueues_, scheduler),
+      elements_(session_),
+      cursor_(extras.cursorPresenter, session_, mainQueue, scheduler),
+      geometry_(session_, windowUtilities_, platform.eventPosting, platform.workspace),
+      keyboard_(platform.eventPosting, platform.keyboardLayout, platform.workspace, mainQueue, scheduler),
+      saveVerification_(session_, access, scheduler),
+      click_({.elements = elements_,
+              .access = access,
+              .cursor = cursor_,
+              .geometry = geometry_,
+              .focusStealPreventer = focusStealPreventer_,
+              .backgroundMenus = backgroundMenus_,
+              .scheduler = scheduler}),
+      scroll_({.elements = elements_,
+               .access = access,
+               .cursor = cursor_,
+               .geometry = geometry_,
+               .focusStealPreventer = focusStealPreventer_,
+               .windowServer = windowServerAccess_,
+               .scheduler = scheduler}),
+      drag_({.access = access,
+             .cursor = cursor_,
+             .geometry = geometry_,
+             .focusStealPreventer = focusStealPreventer_,
+             .scheduler = scheduler}),
+      typeText_({.keyboard = keyboard_,
+                 .focusStealPreventer = focusStealPreventer_,
+                 .access = access,
+                 .workspace = platform.workspace,
+                 .session = session_,
+                 .scheduler = scheduler}),
+      pressKey_({.keyboard = keyboard_,
+                 .focusStealPreventer = focusStealPreventer_,
+                 .saveVerification = saveVerification_,
+                 .scheduler = scheduler}),
+      setValue_({.elements = elements_,
+                 .access = access,
+                 .cursor = cursor_,
+                 .process = platform.process,
+                 .mainQueue = mainQueue,
+                 .scheduler = scheduler}),
+      selectText_({.elements = elements_, .access = access, .cursor = cursor_, .scheduler = scheduler}),
+      secondary_({.elements = elements_,
+                  .access = access,
+                  .cursor = cursor_,
+                  .geometry = geometry_,
+                  .focusStealPreventer = focusStealPreventer_,
+                  .workspace = platform.workspace,
+                  .mainQueue = mainQueue,
+                  .scheduler = scheduler}),
+      actionFrame_({.resolver = resolver_,
+                    .approvalStore = approvalStore_,
+                    .process = platform.process,
+                    .workspace = platform.workspace,
+                    .access = access,
+                    .session = session_,
+                    .userInteractionMonitor = userInteractionMonitor_,
+                    .queues = postActionQueues_,
+                    .elements = elements_,
+                    .recording = std::move(extras.recording),
+                    .click = click_,
+                    .scroll = scroll_,
+                    .drag = drag_,
+                    .typeText = typeText_,
+                    .pressKey = pressKey_,
+                    .setValue = setValue_,
+                    .selectText = selectText_,
+                    .secondary = secondary_,
+                    .scheduler = scheduler}),
       userInputObserver_(platform.eventTaps, userInteractionMonitor_) {}
 
 ToolResult ComputerUseToolService::listApps() {
@@ -74,13 +161,18 @@ void ComputerUseToolService::resetForTurnEnded() {
   withSerializedSessionState([this] {
     session_.clearState();
     session_.clearActiveSessions();
-    stateReader_.stopFocusedElementObserver();
+    stateSession_.stopFollowing();
     userInteractionMonitor_.reset();
+    cursor_.hide();
+    postActionQueues_.clear();
   });
 }
 
 void ComputerUseToolService::suspendPresentationForInactivity() {
-  withSerializedSessionState([this] { session_.suspendPresentation(); });
+  withSerializedSessionState([this] {
+    session_.suspendPresentation();
+    cursor_.hide();
+  });
 }
 
 void ComputerUseToolService::resumePresentationForActivity() {

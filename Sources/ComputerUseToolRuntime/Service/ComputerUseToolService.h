@@ -7,7 +7,6 @@
 #include "ComputerUseContracts/ToolResult.h"
 #include "ComputerUsePlatform/Capture/ApplicationSnapshotCapture.h"
 #include "ComputerUseToolRuntime/Actions/ActionFrame.h"
-#include "ComputerUseToolRuntime/Actions/ClickAction.h"
 #include "ComputerUseToolRuntime/Apps/AppResolver.h"
 #include "ComputerUseToolRuntime/Service/OperationSerializationGate.h"
 #include "ComputerUseToolRuntime/Service/ToolSession.h"
@@ -15,10 +14,18 @@
 #include "ComputerUseToolRuntime/State/AppStateReader.h"
 #include "ComputerUseToolRuntime/State/FallbackAppState.h"
 #include "ComputerUseToolRuntime/State/PostActionState.h"
+#include "ComputerUseToolRuntime/State/StateSession.h"
 #include "PlatformInterfaces/Platform.h"
 #include "SlimCore/AppSearch/AppSearchEngine.h"
 
 namespace tavik {
+
+/// What a process adds to its tools.
+struct ToolServiceExtras {
+  /// Shows where the tools act; may be null. Outlives the service.
+  CursorPresenter* cursorPresenter = nullptr;
+  RecordingGuard recording = {};
+};
 
 /// The one object behind all tools: it owns the session and the gates that order
 /// concurrent work. One for each process; any thread, many at once.
@@ -31,8 +38,9 @@ class ComputerUseToolService {
   static constexpr const char* actionGateKey = "computer-use-action";
   static constexpr const char* sessionStateGateKey = "computer-use-session-state";
 
+  /// The main queue is not served any more when the service ends.
   ComputerUseToolService(Platform& platform, AXWrapper& access, AppSearchEngine& appSearchEngine,
-                         Scheduler& scheduler);
+                         MainQueue& mainQueue, Scheduler& scheduler, ToolServiceExtras extras = {});
 
   /// The list of applications; needs no gate.
   ToolResult listApps();
@@ -45,7 +53,13 @@ class ComputerUseToolService {
     return actionFrame_.performAction(app, action);
   }
   /// The state that follows an action; call it inside the session-state gate.
-  ToolResult capturePostActionState(const std::string& app) { return postActionState_.capture(app); }
+  ToolResult capturePostActionState(const std::string& app, const ComputerUseIPCAction& action) {
+    return postActionState_.capture(app, action);
+  }
+  /// Closes a menu that the action left open; call it inside the session-state gate.
+  void dismissVisibleMenuBarAfterPostActionIfNeeded(const std::string& app, const ComputerUseIPCAction& action) {
+    postActionState_.dismissVisibleMenuBarIfNeeded(app, action);
+  }
 
   template <class Operation>
   auto withSerializedAction(Operation operation) {
@@ -64,6 +78,7 @@ class ComputerUseToolService {
 
   ToolSession& session() { return session_; }
   ComputerUseUserInteractionMonitor& userInteractionMonitor() { return userInteractionMonitor_; }
+  PostActionQueues& postActionQueues() { return postActionQueues_; }
 
  private:
   AppSearchEngine& appSearchEngine_;
@@ -81,14 +96,30 @@ class ComputerUseToolService {
   ScreenCapturePermissionProbeBroker screenCaptureProbe_;
   ApplicationSnapshotCapture capture_;
   ComputerUseUserInteractionMonitor userInteractionMonitor_;
+  SystemFocusStealPreventer focusStealPreventer_;
   AXUISettleAwaiter settleAwaiter_;
   StateRootSelector stateRoots_;
   RichAccessibility richAccessibility_;
   AppStateCapture appStateCapture_;
   FallbackAppState fallbackAppState_;
+  StateSession stateSession_;
   AppStateReader stateReader_;
+  PostActionQueues postActionQueues_;
   PostActionState postActionState_;
-  ClickAction clickAction_;
+  BackgroundMenuState backgroundMenus_;
+  ElementLookup elements_;
+  InteractionCursor cursor_;
+  ScreenGeometry geometry_;
+  KeyboardInput keyboard_;
+  SaveVerification saveVerification_;
+  ClickAction click_;
+  ScrollAction scroll_;
+  DragAction drag_;
+  TypeTextAction typeText_;
+  PressKeyAction pressKey_;
+  SetValueAction setValue_;
+  SelectTextAction selectText_;
+  SecondaryAction secondary_;
   ActionFrame actionFrame_;
   UserInputObserver userInputObserver_;
 };

@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "AccessibilitySupport/Access/AXAttributes.h"
 #include "AccessibilitySupport/Tree/ItemWalk.h"
 #include "Base/Text/Text.h"
 #include "ComputerUseContracts/ToolError.h"
-#include "ComputerUsePlatform/Refetch/RefetchableAppStateAXTree.h"
 #include "ComputerUseToolRuntime/State/FocusedElementDescription.h"
+#include "ComputerUseToolRuntime/State/ScreenshotContent.h"
 #include "ComputerUseToolRuntime/State/StateTreeQuality.h"
 
 namespace tavik {
@@ -17,10 +16,7 @@ namespace {
 
 using Phase = GetAppStateCaptureDiagnostics::Phase;
 
-constexpr int treeDepth = 50;
-constexpr Duration treeTimeout = milliseconds(5000);
 constexpr const char* finder = "com.apple.finder";
-constexpr const char* noFocusedElement = "focusedElementDescriptionNotFound";
 
 std::optional<std::string> nonEmptyTitle(const UIElementTree::Item& item) {
   return item.title && !item.title->empty() ? item.title : std::nullopt;
@@ -33,26 +29,6 @@ bool treeHasFinderDesktopSurface(const UIElementTree& tree) {
     };
     return saysDesktop(item.title) || saysDesktop(item.elementDescription) || saysDesktop(item.roleDescription);
   });
-}
-
-/// What the model is told in place of a picture.
-std::string screenshotStatus(const std::string& reason, ArtifactOutcome& outcome) {
-  const bool wasSkipped = text::hasPrefixIgnoringCase(reason, "Screenshot skipped:");
-  outcome = wasSkipped ? ArtifactOutcome::skipped : ArtifactOutcome::failed;
-  return wasSkipped ? reason : "Screenshot capture failed: " + reason;
-}
-
-/// The element that the tree was read from; null for the application itself. A root
-/// that was made up holds the real one as its first child.
-AXElement elementReadFrom(const UIElementTree& tree) {
-  const auto& root = *tree.rootItem;
-  if (root.axElement || root.childItems.empty()) return root.axElement;
-  return root.childItems.front()->axElement;
-}
-
-std::string printed(const AXValue& value) {
-  const auto* text = value.get<std::string>();
-  return text ? *text : "";
 }
 
 }  // namespace
@@ -72,10 +48,8 @@ std::optional<std::string> appStateWindowTitle(const UIElementTree& tree, const 
 
 /// One call of get_app_state on its way.
 struct AppStateReader::Look {
-  std::string app;
+  StateSubject subject;
   GetAppStateOptions options;
-  ResolvedApp resolved;
-  std::string appName;
   bool wasJustStarted = false;
   GetAppStateCaptureDiagnostics diagnostics;
   MonotonicTime phaseStartedAt;
@@ -86,22 +60,23 @@ AppStateReader::AppStateReader(const Services& services) : services_(services), 
 
 ToolResult AppStateReader::getAppState(const std::string& app, const GetAppStateOptions& options) {
   Look look;
-  look.app = look.appName = app;
+  look.subject.appQuery = look.subject.appName = app;
+  look.subject.preActionFocusedElement = options.preActionFocusedElement;
   look.options = options;
   look.diagnostics.enabled = options.isDirectRequest();
   look.diagnostics.startedAt = look.phaseStartedAt = services_.scheduler.now();
   try {
     look.wasJustStarted = !isRunning(app);
-    look.resolved = services_.resolver.resolveAppPIDForGetAppState(app, options.allowAppLaunch);
+    look.subject.resolved = services_.resolver.resolveAppPIDForGetAppState(app, options.allowAppLaunch);
   } catch (...) {
     enterPhase(look, Phase::appResolution);
     look.diagnostics.emit(services_.scheduler.now());
     throw;
   }
-  look.diagnostics.appBundleID = look.resolved.bundleID;
-  look.diagnostics.targetPid = look.resolved.pid;
-  const auto running = services_.workspace.runningApplication(look.resolved.pid);
-  if (running && running->localizedName) look.appName = *running->localizedName;
+  look.diagnostics.appBundleID = look.subject.resolved.bundleID;
+  look.diagnostics.targetPid = look.subject.resolved.pid;
+  const auto running = services_.workspace.runningApplication(look.subject.resolved.pid);
+  if (running && running->localizedName) look.subject.appName = *running->localizedName;
 
   try {
     lookClosely(look);
@@ -133,24 +108,16 @@ void AppStateReader::lookClosely(Look& look) {
   enterPhase(look, Phase::capturePipeline);
   const bool isFresh = look.wasJustStarted && look.options.allowAppLaunch;
   auto captured = services_.capture.captureWithRetries(
-      look.resolved.pid, {.preferredTargetWindowID = look.options.preferredTargetWindowID,
+      look.subject.resolved.pid, {.preferredTargetWindowID = look.options.preferredTargetWindowID,
                           .capturePolicy = look.options.capturePolicy,
                           .allowSyntheticFocusRecovery = look.options.allowSyntheticFocusRecovery,
                           .allowSparseReadinessRetries = isFresh});
 
   enterPhase(look, Phase::responseBuild);
-  std::optional<ToolResultContent> screenshot;
-  if (captured.screenshotData) {
-    screenshot = ToolResultContent::image(std::move(*captured.screenshotData), "image/png");
-    diagnostics.screenshotOutcome = ArtifactOutcome::success;
-  } else if (const auto reason = text::trimmed(captured.screenshotErrorDescription.value_or("")); !reason.empty()) {
-    screenshot = ToolResultContent::text(screenshotStatus(reason, diagnostics.screenshotOutcome));
-  } else {
-    diagnostics.screenshotOutcome = ArtifactOutcome::unavailable;
-  }
-
+  auto screenshot = screenshotContent(std::move(captured.screenshotData), captured.screenshotErrorDescription,
+                                      diagnostics.screenshotOutcome);
   SerializableAppState state{captured.tree, captured.tree->serializeForAppState()};
-  if (state.text.empty()) state = services_.roots.recoverEmptySerializedAppState(look.resolved.pid, captured.tree);
+  if (state.text.empty()) state = services_.roots.recoverEmptySerializedAppState(look.subject.resolved.pid, captured.tree);
   diagnostics.axRecovery = state.recovery;
   diagnostics.axNodeCount = static_cast<int>(state.tree->allItems().size());
   diagnostics.axOutputLineCount = StateTreeQuality::lineCount(*state.tree);
@@ -159,7 +126,7 @@ void AppStateReader::lookClosely(Look& look) {
     diagnostics.axFailureStage = "tree_serialization";
     diagnostics.axErrorCode = "empty_tree";
     services_.session.clearState();
-    look.content.push_back(ToolResultContent::text(emptyTreeFailure(look.app)));
+    look.content.push_back(ToolResultContent::text(emptyTreeFailure(look.subject.appQuery)));
   } else {
     diagnostics.axOutcome = ArtifactOutcome::success;
     const bool hasMinimalIndices = state.recovery == "minimal_indices";
@@ -174,9 +141,10 @@ void AppStateReader::lookClosely(Look& look) {
     }
     look.content.push_back(
         ToolResultContent::text(renderAppStateEnvelope(description(look, *state.tree, state.text))));
-    if (hasMinimalIndices) look.content.push_back(ToolResultContent::text(minimalIndicesWarning(look.app)));
+    if (hasMinimalIndices) look.content.push_back(ToolResultContent::text(minimalIndicesWarning(look.subject.appQuery)));
     enterPhase(look, Phase::sessionSetup);
-    installSession(look, state.tree, captured.targetWindowID, captured.targetWindowBounds, captured.scaledScreenSize);
+    services_.stateSession.install(look.subject, state.tree,
+                                   {captured.targetWindowID, captured.targetWindowBounds, captured.scaledScreenSize});
   }
   if (screenshot) look.content.push_back(*std::move(screenshot));
 }
@@ -190,7 +158,7 @@ void AppStateReader::lookSomehow(Look& look, const std::exception_ptr& error) {
   const auto render = [&](const UIElementTree& tree, const std::string& treeText) {
     return renderAppStateEnvelope(description(look, tree, treeText));
   };
-  const auto state = services_.fallback.fallbackGetAppState(look.resolved.pid, look.app, render, look.content);
+  const auto state = services_.fallback.fallbackGetAppState(look.subject.resolved.pid, look.subject.appQuery, render, look.content);
   diagnostics.screenshotOutcome = state.screenshotOutcome;
   diagnostics.axOutcome = state.axOutcome;
   diagnostics.axFailureStage = state.axFailureStage;
@@ -199,7 +167,8 @@ void AppStateReader::lookSomehow(Look& look, const std::exception_ptr& error) {
   diagnostics.axOutputLineCount = state.axOutputLineCount;
   diagnostics.axRecovery = state.axRecovery;
   if (state.tree) {
-    installSession(look, state.tree, state.targetWindowID, state.targetWindowBounds, state.screenshotPixelSize);
+    services_.stateSession.install(look.subject, state.tree,
+                                   {state.targetWindowID, state.targetWindowBounds, state.screenshotPixelSize});
   } else {
     services_.session.clearState();
   }
@@ -210,7 +179,7 @@ void AppStateReader::conclude(Look& look) {
   enterPhase(look, diagnostics.currentPhase);
   if (look.content.empty()) {
     diagnostics.outcome = GetAppStateCaptureDiagnostics::Outcome::empty;
-    look.content.push_back(ToolResultContent::text("App state captured for: " + look.app +
+    look.content.push_back(ToolResultContent::text("App state captured for: " + look.subject.appQuery +
                                                    " (no AX data or screenshot available)"));
   } else {
     diagnostics.concludeOutcome();
@@ -220,71 +189,22 @@ void AppStateReader::conclude(Look& look) {
 }
 
 AppStateDescription AppStateReader::description(const Look& look, const UIElementTree& tree, std::string treeText) {
-  const AXElement observed = focusedElementObserver_ && focusedElementObserver_->pid() == look.resolved.pid
-                                 ? focusedElementObserver_->focusedElement()
-                                 : AXElement();
+  const AXElement observed = services_.stateSession.observedFocusedElement(look.subject.resolved.pid);
+  return describeAppState(look.subject, tree, std::move(treeText), observed, reader_);
+}
+
+AppStateDescription describeAppState(const StateSubject& subject, const UIElementTree& tree, std::string treeText,
+                                     const AXElement& observedFocusedElement, const LiveElementReader& reader) {
   return {.treeText = std::move(treeText),
-          .pid = look.resolved.pid,
-          .bundleID = look.resolved.bundleID,
-          .appName = look.appName,
-          .windowTitle = appStateWindowTitle(tree, look.resolved.bundleID),
+          .pid = subject.resolved.pid,
+          .bundleID = subject.resolved.bundleID,
+          .appName = subject.appName,
+          .windowTitle = appStateWindowTitle(tree, subject.resolved.bundleID),
           .appSpecificInstructions = std::nullopt,
           .focusedElementDescription = modelFocusedElementDescription(
-              look.resolved.pid, tree, look.options.preActionFocusedElement, observed, reader_),
+              subject.resolved.pid, tree, subject.preActionFocusedElement, observedFocusedElement, reader),
           .selectedText = tree.selectedElementText(),
           .selectedElementsDescription = tree.selectedElementsDescription()};
-}
-
-void AppStateReader::installSession(Look& look, std::shared_ptr<UIElementTree> tree,
-                                    std::optional<std::uint32_t> windowID, std::optional<Rect> bounds,
-                                    std::optional<Size> pixelSize) {
-  // A state that nobody waits for any more must not become the model's.
-  services_.scheduler.checkCancellation();
-  const std::int32_t pid = look.resolved.pid;
-  auto treeBuilder = [&access = services_.access, &scheduler = services_.scheduler, pid,
-                      rootElement = elementReadFrom(*tree)] {
-    const auto root = rootElement ? rootElement : access.port().createApplication(pid);
-    return UIElementTree::build(access, scheduler, pid, root, treeDepth, treeTimeout);
-  };
-  auto appStateTree = std::make_shared<RefetchableAppStateAXTree>(services_.access, services_.transformations, tree, pid,
-                                                                  std::move(treeBuilder));
-  const auto frontmost = services_.workspace.frontmostApplication();
-  auto focused = focusedElementDescription(pid);
-  const bool isComparable = focused.has_value();
-  if (const std::string ofTree = tree->focusedElementDescription(); !focused && ofTree != noFocusedElement) {
-    focused = ofTree;
-  }
-  services_.session.install(std::move(appStateTree), std::move(tree),
-                            {.appQuery = look.app,
-                             .bundleIdentifier = look.resolved.bundleID,
-                             .pid = pid,
-                             .appName = look.appName,
-                             .frontmostPID = frontmost ? std::optional(frontmost->pid) : std::nullopt,
-                             .focusedElementDescription = std::move(focused),
-                             .focusedElementDescriptionIsComparable = isComparable,
-                             .targetWindowID = windowID,
-                             .targetWindowBounds = bounds,
-                             .screenshotPixelSize = pixelSize,
-                             .capturedAt = services_.scheduler.wallTime()});
-
-  auto& monitor = services_.userInteractionMonitor;
-  monitor.clearIntervention(look.resolved.bundleID);
-  const bool isWatched =
-      monitor.currentProcessID() == pid && monitor.currentAppIdentifier() == look.resolved.bundleID;
-  if (!isWatched) monitor.startMonitoring(look.resolved.bundleID, look.appName, pid);
-  startFocusedElementObserverIfNeeded(pid);
-}
-
-void AppStateReader::startFocusedElementObserverIfNeeded(std::int32_t pid) {
-  if (focusedElementObserver_ && focusedElementObserver_->pid() == pid && focusedElementObserver_->isRunning()) return;
-  stopFocusedElementObserver();
-  focusedElementObserver_ = SystemFocusedUIElementObserver::create(services_.access, pid);
-  focusedElementObserver_->start();
-}
-
-void AppStateReader::stopFocusedElementObserver() {
-  if (focusedElementObserver_) focusedElementObserver_->stop();
-  focusedElementObserver_.reset();
 }
 
 /// Notes how long the phase before took.
@@ -308,19 +228,6 @@ void AppStateReader::enterPhase(Look& look, Phase phase) {
   }
   look.phaseStartedAt = now;
   diagnostics.currentPhase = phase;
-}
-
-std::optional<std::string> AppStateReader::focusedElementDescription(std::int32_t pid) {
-  const AXElement focused = reader_.focusedElement(pid);
-  if (!focused) return std::nullopt;
-  std::vector<std::string> pieces;
-  for (const std::string& attribute : {AXAttributes::role, AXAttributes::subrole, AXAttributes::title,
-                                       AXAttributes::description, AXAttributes::identifier}) {
-    if (auto value = services_.access.copyAttributeValueOptional(focused, attribute)) {
-      pieces.push_back(attribute + "=" + printed(*value));
-    }
-  }
-  return pieces.empty() ? std::nullopt : std::optional(text::joined(pieces, "|"));
 }
 
 }  // namespace tavik

@@ -1,20 +1,17 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "AccessibilitySupport/Access/LiveElementReader.h"
-#include "AccessibilitySupport/Focus/ComputerUseUserInteractionMonitor.h"
-#include "AccessibilitySupport/Focus/SystemFocusedUIElementObserver.h"
 #include "ComputerUseContracts/ToolResult.h"
 #include "ComputerUseToolRuntime/Apps/AppResolver.h"
 #include "ComputerUseToolRuntime/Service/ToolSession.h"
 #include "ComputerUseToolRuntime/State/AppStateCapture.h"
 #include "ComputerUseToolRuntime/State/AppStateEnvelope.h"
 #include "ComputerUseToolRuntime/State/FallbackAppState.h"
-#include "ComputerUseToolRuntime/State/FocusedElementSnapshot.h"
 #include "ComputerUseToolRuntime/State/GetAppStateCaptureDiagnostics.h"
+#include "ComputerUseToolRuntime/State/StateSession.h"
 #include "PlatformInterfaces/WorkspacePort.h"
 
 namespace tavik {
@@ -47,9 +44,8 @@ class AppStateReader {
     FallbackAppState& fallback;
     StateRootSelector& roots;
     AXWrapper& access;
-    const UIElementTreeTransformationRunner& transformations;
     WorkspacePort& workspace;
-    ComputerUseUserInteractionMonitor& userInteractionMonitor;
+    StateSession& stateSession;
     ToolSession& session;
     Scheduler& scheduler;
   };
@@ -61,13 +57,6 @@ class AppStateReader {
   /// `CancellationError`.
   ToolResult getAppState(const std::string& app, const GetAppStateOptions& options);
 
-  /// The focused element of the application as role and names, "name=value" joined
-  /// with "|"; absent when it says nothing. Tells whether the focus moved.
-  std::optional<std::string> focusedElementDescription(std::int32_t pid);
-
-  /// Ends the following of the focus that the last look began.
-  void stopFocusedElementObserver();
-
  private:
   struct Look;
 
@@ -76,15 +65,15 @@ class AppStateReader {
   void lookSomehow(Look& look, const std::exception_ptr& error);
   void conclude(Look& look);
   AppStateDescription description(const Look& look, const UIElementTree& tree, std::string treeText);
-  void installSession(Look& look, std::shared_ptr<UIElementTree> tree, std::optional<std::uint32_t> windowID,
-                      std::optional<Rect> bounds, std::optional<Size> pixelSize);
-  void startFocusedElementObserverIfNeeded(std::int32_t pid);
   void enterPhase(Look& look, GetAppStateCaptureDiagnostics::Phase phase);
 
   const Services services_;
   const LiveElementReader reader_;
-  std::shared_ptr<SystemFocusedUIElementObserver> focusedElementObserver_;
 };
+
+/// What a state says; asks the live elements of the tree for focus and selection.
+AppStateDescription describeAppState(const StateSubject& subject, const UIElementTree& tree, std::string treeText,
+                                     const AXElement& observedFocusedElement, const LiveElementReader& reader);
 
 /// The title by which a person knows the window that a tree was read from.
 std::optional<std::string> appStateWindowTitle(const UIElementTree& tree, const std::string& bundleID);

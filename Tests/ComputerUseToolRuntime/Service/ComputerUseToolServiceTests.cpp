@@ -205,42 +205,6 @@ TEST_F(ToolServiceTest, aRightClickShowsTheMenuOfTheElement) {
   });
 }
 
-TEST_F(ToolServiceTest, whatIsNotThereYetSaysSoAndTouchesNothing) {
-  world.run([&] {
-    world.getAppState("Notes");
-    world.desktop.journal().clear();
-    EXPECT_THAT(ToolWorld::refusalOf([&] { world.click("Notes", 2, 2); }), HasSubstr("not available in this version"));
-    EXPECT_THAT(ToolWorld::refusalOf([&] { world.perform("Notes", TypeTextParams{"x"}); }),
-                HasSubstr("typeText is not available in this version of Tavik Computer Use."));
-    ClickParams point;
-    point.x = 10;
-    point.y = 10;
-    EXPECT_THAT(ToolWorld::refusalOf([&] { world.perform("Notes", point); }), HasSubstr("click by coordinates"));
-    EXPECT_EQ(ToolWorld::refusalOf([&] { world.perform("Notes", ClickParams{}); }),
-              "click requires either element_index or both x and y");
-    EXPECT_THAT(world.desktop.journal().lines("set"), IsEmpty());
-    EXPECT_THAT(world.desktop.journal().lines("perform"), IsEmpty());
-  });
-}
-
-TEST_F(ToolServiceTest, aMenuTitleOpensItsMenuAndAnItemIsPicked) {
-  world.run([&] {
-    int opened = 0;
-    notes.menuBar({menu("File", {menuItem("Open").onPress([&] { ++opened; })})});
-    auto bar = notes.element().children().back();
-    auto title = bar.child(0);
-    window.addReference(bar);
-    world.getAppState("Notes");
-    const auto tree = world.service.session().currentTree();
-    const auto item = tree->findItem(title.element());
-    ASSERT_TRUE(item && item->elementIndex);
-    const MonotonicTime before = world.scheduler.now();
-    EXPECT_FALSE(world.click("Notes", *item->elementIndex).isError);
-    EXPECT_GE(world.scheduler.now() - before, milliseconds(450)) << "a menu gets time to open";
-    EXPECT_TRUE(title.get("AXShownMenuUIElement").get<AXElement>());
-  });
-}
-
 TEST_F(ToolServiceTest, anApplicationThatHangsStillGetsAPartialStateWithinItsTime) {
   world.run([&] {
     auto mail = world.desktop.application("Mail", "com.example.mail", 43);

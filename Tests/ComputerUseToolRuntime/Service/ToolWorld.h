@@ -19,7 +19,8 @@ namespace tavik {
 /// A simulated desktop with the tools that work on it.
 class ToolWorld : public SimulatedWorld {
  public:
-  explicit ToolWorld(std::optional<std::uint64_t> seed = std::nullopt) : SimulatedWorld(seed) {}
+  explicit ToolWorld(std::optional<std::uint64_t> seed = std::nullopt, ToolServiceExtras extras = {})
+      : SimulatedWorld(seed), service(desktop.platform(), access, appSearchEngine, mainQueue, scheduler, std::move(extras)) {}
 
   ToolResult listApps() { return *router.routeToolRequest("ComputerUseIPCListAppsRequest", bytesOf("{}")); }
 
@@ -63,7 +64,7 @@ class ToolWorld : public SimulatedWorld {
   AXWrapper access{desktop.platform().accessibility, desktop.platform().process, scheduler, mainQueue};
   AppSearchEngine appSearchEngine{desktop.platform().applicationIndex, desktop.platform().workspace,
                                   scheduler};
-  ComputerUseToolService service{desktop.platform(), access, appSearchEngine, scheduler};
+  ComputerUseToolService service;
   ComputerUseRequestRouter router{service};
 };
 

@@ -105,7 +105,7 @@ class StateDesk : public testing::Test {
   Platform& ports = platform->ports();
   AXWrapper access{ports.accessibility, ports.process, scheduler, mainQueue};
   AppSearchEngine search{ports.applicationIndex, ports.workspace, scheduler, ports.process.bundleIdentifier()};
-  ComputerUseToolService service{ports, access, search, scheduler};
+  ComputerUseToolService service{ports, access, search, mainQueue, scheduler};
   std::vector<std::unique_ptr<ApplicationUnderTest>> applications;
 };
 
