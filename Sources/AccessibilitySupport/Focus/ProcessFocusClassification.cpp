@@ -2,30 +2,11 @@
 
 #include <set>
 
+#include "SlimCore/Identity/BundleIdentifiers.h"
+
 namespace tavik {
 
 namespace {
-
-const std::set<std::string> disallowedThiefProcessBundleIDs = {
-    "com.1password.1password",
-    "com.1password.safari",
-    "com.bitwarden.desktop",
-    "com.dashlane.dashlanephonefinal",
-    "com.lastpass.LastPass",
-    "com.nordsec.nordpass",
-    "me.proton.pass.electron",
-    "me.proton.pass.catalyst",
-    "com.apple.Terminal",
-    "com.googlecode.iterm2",
-    "dev.warp.Warp-Stable",
-    "net.kovidgoyal.kitty",
-    "com.github.wez.wezterm",
-    "com.mitchellh.ghostty",
-    "com.raphaelamorim.rio",
-    "dev.commandline.waveterm",
-    "com.google.Chrome",
-    "com.apple.ScreenContinuity",
-};
 
 const std::set<std::string> trustedModelHostBundleIDs = {
     "com.tavik.Tavik", "com.tavik.app",         "com.tavik.work",
@@ -39,8 +20,8 @@ ProcessFocusClassification classifyProcessFocus(const std::optional<std::string>
   if (targetPID > 0 && processIdentifier == targetPID) return ProcessFocusClassification::protectedTarget;
   if (!bundleIdentifier || bundleIdentifier->empty()) return ProcessFocusClassification::allowed;
   if (trustedModelHostBundleIDs.contains(*bundleIdentifier)) return ProcessFocusClassification::trustedModelHost;
-  if (disallowedThiefProcessBundleIDs.contains(*bundleIdentifier)) return ProcessFocusClassification::disallowedThief;
-  return ProcessFocusClassification::allowed;
+  const bool isThief = BundleIdentifiers::disallowedThiefProcesses().contains(*bundleIdentifier);
+  return isThief ? ProcessFocusClassification::disallowedThief : ProcessFocusClassification::allowed;
 }
 
 }  // namespace tavik
