@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ComputerUseContracts/ToolError.h"
+#include "ComputerUseToolRuntime/Actions/ToolActionBracket.h"
 #include "ComputerUseToolRuntime/State/StateSession.h"
 #include "SlimCore/Logging/TavikComputerUseLogger.h"
 
@@ -10,39 +11,12 @@ namespace tavik {
 
 namespace {
 
-constexpr const char* toolGeneratedEvent = "toolGeneratedEvent";
-
 template <class... Handlers>
 struct Overloaded : Handlers... {
   using Handlers::operator()...;
 };
 
 }  // namespace
-
-/// While it lives, the input to the application is the tool's own.
-class ActionFrame::Bracket {
- public:
-  Bracket(const Services& services, std::int32_t pid, const ComputerUseIPCAction& action)
-      : services_(services),
-        pid_(pid),
-        echo_(seconds(action.toolGeneratedEventSuppressionInterval())),
-        frontmostHold_(services.workspace.holdFrontmost(pid)) {
-    services_.userInteractionMonitor.beginToolAction(pid_);
-    if (services_.recording.begin) services_.recording.begin(toolGeneratedEvent);
-  }
-  ~Bracket() {
-    services_.userInteractionMonitor.endToolAction(pid_, echo_);
-    if (services_.recording.end) services_.recording.end(toolGeneratedEvent, echo_);
-  }
-  Bracket(const Bracket&) = delete;
-  Bracket& operator=(const Bracket&) = delete;
-
- private:
-  const Services& services_;
-  const std::int32_t pid_;
-  const Duration echo_;
-  const std::unique_ptr<FrontmostHold> frontmostHold_;
-};
 
 ToolResult ActionFrame::performAction(const std::string& app, const ComputerUseIPCAction& action) {
   const ResolvedApp resolved = services_.resolver.resolveAppPID(app);
@@ -52,7 +26,9 @@ ToolResult ActionFrame::performAction(const std::string& app, const ComputerUseI
   // A client that was told "timeout" must not see the action happen afterwards.
   services_.scheduler.checkCancellation();
 
-  const Bracket bracket(services_, resolved.pid, action);
+  const auto frontmostHold = services_.workspace.holdFrontmost(resolved.pid);
+  const ToolActionBracket bracket(services_.userInteractionMonitor, services_.recording, resolved.pid,
+                                  seconds(action.toolGeneratedEventSuppressionInterval()));
   auto snapshot = preActionSnapshot(resolved.pid, action);
   ToolResult result = dispatch(resolved.pid, action);
   services_.queues.enqueuePreActionFocusedElement(resolved.bundleID, std::move(snapshot));

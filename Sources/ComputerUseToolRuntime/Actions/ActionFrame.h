@@ -60,8 +60,6 @@ class ActionFrame {
   ToolResult performAction(const std::string& app, const ComputerUseIPCAction& action);
 
  private:
-  class Bracket;
-
   void requireApproval(const std::string& bundleID);
   void guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app,
                                     const ComputerUseIPCAction& action);

@@ -80,6 +80,7 @@ ComputerUseToolService::ComputerUseToolService(Platform& platform, AXWrapper& ac
                         .userInteractionMonitor = userInteractionMonitor_,
                         .session = session_,
                         .queues = postActionQueues_,
+                        .recording = extras.recording,
                         .scheduler = scheduler}),
       backgroundMenus_(access, transformations_, session_, postActionQueues_, scheduler),
       elements_(session_),

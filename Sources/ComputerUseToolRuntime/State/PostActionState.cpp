@@ -6,6 +6,7 @@
 #include "AccessibilitySupport/Access/AXActions.h"
 #include "Base/Text/Text.h"
 #include "ComputerUseContracts/ToolError.h"
+#include "ComputerUseToolRuntime/Actions/ToolActionBracket.h"
 #include "ComputerUseToolRuntime/State/AppStateEnvelope.h"
 #include "ComputerUseToolRuntime/State/PostActionStateText.h"
 #include "ComputerUseToolRuntime/State/ScreenshotContent.h"
@@ -179,12 +180,12 @@ void PostActionState::dismissVisibleMenuBarIfNeeded(const std::string& app, cons
   if (tree && returnedStateShouldKeepMenuBarMenuOpen(*tree)) return;
   const auto open = services_.roots.activeMenuBarItems(services_.access.port().createApplication(resolved.pid));
   if (open.empty()) return;
-  auto& monitor = services_.userInteractionMonitor;
-  monitor.beginToolAction(resolved.pid);
-  dismissActiveMenuBarMenu(open);
-  const Duration echo = seconds(action.toolGeneratedEventSuppressionInterval());
-  monitor.endToolAction(resolved.pid, std::max(echo, leastDismissalInterval));
-  monitor.clearIntervention(resolved.bundleID);
+  const Duration echo = std::max(seconds(action.toolGeneratedEventSuppressionInterval()), leastDismissalInterval);
+  {
+    const ToolActionBracket bracket(services_.userInteractionMonitor, services_.recording, resolved.pid, echo);
+    dismissActiveMenuBarMenu(open);
+  }
+  services_.userInteractionMonitor.clearIntervention(resolved.bundleID);
 }
 
 bool PostActionState::dismissActiveMenuBarMenu(const std::vector<AXElement>& menuBarItems) {

@@ -9,6 +9,7 @@
 #include "ComputerUseContracts/ComputerUseIPCAction.h"
 #include "ComputerUseContracts/ToolResult.h"
 #include "ComputerUsePlatform/Capture/ApplicationSnapshotCapture.h"
+#include "ComputerUseToolRuntime/Actions/RecordingGuard.h"
 #include "ComputerUseToolRuntime/State/AppStateReader.h"
 #include "ComputerUseToolRuntime/State/PostActionQueues.h"
 #include "ComputerUseToolRuntime/State/StateSession.h"
@@ -31,6 +32,7 @@ class PostActionState {
     ComputerUseUserInteractionMonitor& userInteractionMonitor;
     ToolSession& session;
     PostActionQueues& queues;
+    RecordingGuard recording;
     Scheduler& scheduler;
   };
   explicit PostActionState(const Services& services);

@@ -124,6 +124,61 @@ TEST_F(ActionFrameTest, doesNothingForACallerThatHasGivenUp) {
   });
 }
 
+// Applications that go away
+
+TEST_F(ActionFrameTest, isRefusedByAnApplicationThatDiesBetweenLookUpAndClick) {
+  world.run([&] {
+    auto save = window.add(button("Save").frame(120, 200, 100, 20));
+    world.look();
+    save.on(AXCall::perform()).runs([&] { world.notes.exit(); });
+    EXPECT_THAT(world.act(clickOn(save)), StartsWith("Could not determine a reliable click point for the element."));
+    EXPECT_THAT(world.posted(), IsEmpty());
+    EXPECT_EQ(world.service.userInteractionMonitor().toolActionDepth(), 0);
+    EXPECT_THAT(world.act(clickOn(save)), HasSubstr("App not found"));
+  });
+}
+
+TEST_F(ActionFrameTest, endsInTimeWhenTheApplicationHangsBetweenLookUpAndClick) {
+  world.run([&] {
+    auto save = window.add(button("Save").frame(120, 200, 100, 20));
+    world.look();
+    save.on(AXCall::perform()).runs([&] { world.notes.on(AXCall::any()).hangs(); }).butServes();
+    const auto before = world.scheduler.now();
+    world.act(clickOn(save));
+    EXPECT_LT(world.scheduler.now() - before, seconds(20));
+    EXPECT_EQ(world.service.userInteractionMonitor().toolActionDepth(), 0);
+  });
+}
+
+TEST_F(ActionFrameTest, waitsForTheUserWhoWorksInTheApplication) {
+  world.run([&] {
+    auto save = window.add(button("Save").frame(120, 200, 100, 20));
+    world.look();
+    world.desktop.eventTaps().userDoes(InputEventType::keyDown, 42);
+    EXPECT_THAT(world.act(TypeTextParams{"x"}), HasSubstr("Notes"));
+    EXPECT_THAT(world.performed(), IsEmpty());
+    EXPECT_THAT(world.posted(), IsEmpty());
+    world.scheduler.sleep(seconds(6));
+    EXPECT_EQ(world.act(clickOn(save)), ActionWorld::success);
+  });
+}
+
+TEST_F(ActionFrameTest, keepsTheIndexOfAnElementThatMovedAndRefusesOneThatIsNoLongerAlone) {
+  world.run([&] {
+    auto save = window.add(button("Save").frame(120, 200, 100, 20));
+    world.look();
+    const auto click = clickOn(save);
+    save.setFrame(Rect{{300, 400}, {100, 20}});
+    EXPECT_EQ(world.act(click), ActionWorld::success);
+    save.die();
+    window.add(button("Save").frame(120, 240, 100, 20));
+    window.add(button("Save").frame(120, 280, 100, 20));
+    world.desktop.journal().clear();
+    EXPECT_THAT(world.act(click), HasSubstr("Re-query the latest state with get_app_state"));
+    EXPECT_THAT(world.performed(), IsEmpty());
+  });
+}
+
 // The cursor
 
 TEST_F(ActionFrameTest, goesOnAfterTheLongestGlideWhenTheCursorNeverArrives) {

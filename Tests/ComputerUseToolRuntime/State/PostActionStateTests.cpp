@@ -91,6 +91,7 @@ TEST_F(PostActionStateTest, closesAMenuOfTheMenuBarThatWasLeftOpen) {
     EXPECT_THAT(world.performed(), ::testing::Contains(StartsWith("perform AXCancel of")));
     EXPECT_FALSE(bar.child(0).get("AXShownMenuUIElement").get<AXElement>());
     EXPECT_EQ(world.service.userInteractionMonitor().toolActionDepth(), 0);
+    EXPECT_THAT(world.recording, ElementsAre("begin toolGeneratedEvent", "end toolGeneratedEvent 500"));
   });
 }
 
