@@ -155,6 +155,42 @@ TEST_F(Actions, InAQtEditor) {
   edit("text entry area");
 }
 
+/// Types on the user's present layout, and presses a chord that it has no key for.
+class ActionsOnLayouts : public Actions {
+ protected:
+  ~ActionsOnLayouts() override { use("us"); }
+
+  static void use(const std::string& layout) { ASSERT_EQ(std::system(("setxkbmap " + layout).c_str()), 0); }
+
+  void typesOn(const std::string& layout, const std::string& sample) {
+    use(layout);
+    const auto text = element(find("text entry area"));
+    act("press_key", PressKeyParams{"ctrl+a"},
+        [&] { return reader.string(text, "AXSelectedText").value_or("") == value(text) || value(text).empty(); });
+    find("text entry area");
+    act("type_text", TypeTextParams{sample}, [&] { return value(text) == sample; });
+    EXPECT_EQ(value(text), sample) << layout << " in " << toolkit;
+  }
+
+  void typesOnAll() {
+    typesOn("us", "Quick zebras, yes: @#[]{}|~");
+    typesOn("de", "Zwölf Boxkämpfer: y@€[]{}");
+    typesOn("fr", "Voilà, 1234 à l'été; zqwm@");
+    typesOn("ru", "Съешь ещё этих булок. Q");
+    typesOn("'us(intl)'", "Café 'n\" ~ñ");
+  }
+};
+
+TEST_F(ActionsOnLayouts, InGTK3) {
+  openBehind({"mousepad", folder + "/poem.txt"}, "mousepad", "poem line 5", "GTK 3");
+  typesOnAll();
+}
+
+TEST_F(ActionsOnLayouts, InQt) {
+  openBehind({"featherpad", "--standalone", folder + "/poem.txt"}, "featherpad", "poem line 5", "Qt");
+  typesOnAll();
+}
+
 TEST_F(Actions, OnAPage) {
   openBehind({"chromium", "--no-sandbox", "--force-renderer-accessibility", "--disable-quic", "--no-first-run",
               "--disable-background-networking", "--disable-component-update", "--disable-sync", "--disable-gpu",

@@ -1,6 +1,11 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
 #include "Backends/Linux/Windows/X11WindowServer.h"
 #include "Backends/Linux/Workspace/LinuxWorkspace.h"
 #include "ChildProcess.h"
@@ -29,6 +34,66 @@ class RunningApplications : public testing::Test {
   ActiveWindowKeeper activeWindows{desktop};
   LinuxWorkspace workspace{desktop, entries, launcher, activeWindows, [this] { return accessible; }};
 };
+
+/// An application that takes the activation, as some do when they are asked to act.
+class FrontmostHold : public RunningApplications {
+ protected:
+  FrontmostHold() {
+    regular(other.pid());
+    users.activate();
+    eventually([&] { return desktop.activeWindow() == users.id(); });
+  }
+
+  void otherActivatesItself() { workspace.activate(other.pid()); }
+  bool isUsersWindowActive() { return desktop.activeWindow() == users.id(); }
+  bool isOtherActive() {
+    const auto frontmost = workspace.frontmostApplication();
+    return frontmost && frontmost->pid == other.pid();
+  }
+  static void pause(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
+
+  ChildProcess other{{"galculator"}};
+  PaintedWindow users{{}};
+};
+
+TEST_F(FrontmostHold, GivesTheUsersWindowItsActivationBack) {
+  std::atomic<int> changes = 0;
+  const auto observation = workspace.observeFrontmostApplication([&](const auto&) { ++changes; });
+  {
+    const auto hold = workspace.holdFrontmost(other.pid());
+    ASSERT_TRUE(hold);
+    otherActivatesItself();
+    ASSERT_TRUE(eventually([&] { return changes >= 2; })) << "taken, and given back";
+    EXPECT_TRUE(eventually([&] { return isUsersWindowActive(); }));
+  }
+  otherActivatesItself();
+  pause(200);
+  EXPECT_TRUE(eventually([&] { return isUsersWindowActive(); })) << "for a moment after, too";
+}
+
+TEST_F(FrontmostHold, EndsAMomentAfterTheAction) {
+  workspace.holdFrontmost(other.pid());
+  pause(700);
+  otherActivatesItself();
+  EXPECT_TRUE(eventually([&] { return isOtherActive(); }));
+  pause(200);
+  EXPECT_TRUE(isOtherActive());
+}
+
+TEST_F(FrontmostHold, LeavesTheUserWhoGoesThereAlone) {
+  const auto hold = workspace.holdFrontmost(other.pid());
+  ASSERT_EQ(std::system("xdotool click 2"), 0) << "the user's hand";
+  otherActivatesItself();
+  EXPECT_TRUE(eventually([&] { return isOtherActive(); }));
+  pause(300);
+  EXPECT_TRUE(isOtherActive());
+}
+
+TEST_F(FrontmostHold, IsNotNeededInFront) {
+  otherActivatesItself();
+  ASSERT_TRUE(eventually([&] { return isOtherActive(); }));
+  EXPECT_FALSE(workspace.holdFrontmost(other.pid()));
+}
 
 struct Installed {
   const char* program;
