@@ -1,8 +1,16 @@
 #include "Backends/Linux/Platform/LinuxDesktopDiagnosis.h"
 
 #include <unistd.h>
+#include <xcb/shape.h>
+#include <xcb/xinput.h>
+// The header of xcb's keyboard extension has a member of that name.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+#include <xcb/xtest.h>
 
 #include <cstdlib>
+#include <utility>
 
 #include "Backends/Linux/Bus/BusConnection.h"
 #include "Backends/Linux/Transport/RequestBusAddress.h"
@@ -87,6 +95,26 @@ DesktopProbe probeComposite(X11Desktop& desktop) {
   return fine(name, detail);
 }
 
+DesktopProbe probeInput(X11Desktop& desktop) {
+  const std::string name = "input";
+  const auto missing = desktop.with([](X11Session& session) {
+    std::string names;
+    const std::pair<xcb_extension_t*, const char*> needed[] = {{&xcb_input_id, "XInputExtension"},
+                                                               {&xcb_test_id, "XTEST"},
+                                                               {&xcb_xkb_id, "XKEYBOARD"},
+                                                               {&xcb_shape_id, "SHAPE"}};
+    for (const auto& [extension, title] : needed) {
+      const auto* found = xcb_get_extension_data(session.connection(), extension);
+      if (!found || !found->present) names += (names.empty() ? "" : ", ") + std::string(title);
+    }
+    return names;
+  });
+  if (!missing) return wrong(name, "unknown without an X display", "Repair the X display first.");
+  if (missing->empty()) return fine(name, "keys, clicks and wheels reach windows behind the user's");
+  return wrong(name, "the X server lacks " + *missing,
+               "Enable them in the X server; without them only elements' own actions work in some applications.");
+}
+
 DesktopProbe probeSessionBus(BusConnection& bus) {
   const std::string name = "session bus";
   if (bus.isConnected()) return fine(name, "connected as " + bus.uniqueName());
@@ -154,6 +182,7 @@ std::vector<DesktopProbe> diagnoseLinuxDesktop() {
   return {probeDisplay(desktop),
           inessential(probeWindowManager(desktop)),
           inessential(probeComposite(desktop)),
+          inessential(probeInput(desktop)),
           probeSessionBus(sessionBus),
           probeAccessibilityBus(sessionBus),
           inessential(probeAccessibilityStatus(sessionBus)),
