@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "Base/Concurrency/TaskGroup.h"
+#include "Tests/Support/SeedCount.h"
 #include "ToolWorld.h"
 
 namespace tavik {
@@ -313,7 +314,7 @@ TEST_F(ToolServiceTest, everyRequestOfAnActionIsLogged) {
 }
 
 TEST(ToolServiceExploration, actionsRunOneAtATimeWhateverElseIsAsked) {
-  for (std::uint64_t seed = 0; seed < 300; ++seed) {
+  for (std::uint64_t seed = 0; seed < seedCount(300); ++seed) {
     ToolWorld world(seed);
     world.run([&] {
       auto notes = world.desktop.application("Notes", "com.example.notes", 42);

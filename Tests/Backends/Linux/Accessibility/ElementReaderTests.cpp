@@ -119,7 +119,8 @@ TEST_F(ElementReaderTests, AHugeTreeIsCutShortInTime) {
   AccessibleTree read = tree();
   auto start = std::chrono::steady_clock::now();
   read.prefetch({fake.reference(0)});
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 8s);
+  // Far above what it takes, and far below what a hang would.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 60s);
 }
 
 TEST_F(ElementReaderTests, SilenceInTheMiddleCostsOneTimeOut) {
