@@ -9,12 +9,15 @@
 #include "PlatformInterfaces/EventTapPort.h"
 #include "PlatformInterfaces/ImageCodingPort.h"
 #include "PlatformInterfaces/KeyboardLayoutPort.h"
+#include "PlatformInterfaces/LocalSocketPort.h"
+#include "PlatformInterfaces/PermissionPort.h"
 #include "PlatformInterfaces/PreferencesPort.h"
 #include "PlatformInterfaces/ProcessPort.h"
 #include "PlatformInterfaces/RequestTransportPort.h"
 #include "PlatformInterfaces/ScreenCapturePort.h"
 #include "PlatformInterfaces/SignalPort.h"
 #include "PlatformInterfaces/SystemLogPort.h"
+#include "PlatformInterfaces/UserInterfacePort.h"
 #include "PlatformInterfaces/WindowServerPort.h"
 #include "PlatformInterfaces/WorkspacePort.h"
 
@@ -32,7 +35,10 @@ struct Platform {
   WorkspacePort& workspace;
   ApplicationIndexPort& applicationIndex;
   RequestTransportPort& requestTransport;
+  LocalSocketPort& localSockets;
   CodeIdentityPort& codeIdentity;
+  PermissionPort& permissions;
+  UserInterfacePort& userInterface;
   PreferencesPort& preferences;
   ProcessPort& process;
   SignalPort& signals;

@@ -47,6 +47,13 @@ void Journal::record(JournalEntry entry) {
   entries_.push_back(std::move(entry));
 }
 
+void Journal::note(std::string kind, std::string name) {
+  JournalEntry entry;
+  entry.kind = std::move(kind);
+  entry.name = std::move(name);
+  record(std::move(entry));
+}
+
 std::vector<JournalEntry> Journal::entries() const {
   MutexLock lock(mutex_);
   return entries_;

@@ -33,6 +33,8 @@ class Journal {
   explicit Journal(Scheduler& scheduler) : scheduler_(scheduler) {}
 
   void record(JournalEntry entry);
+  /// Something that was done to nobody in particular.
+  void note(std::string kind, std::string name);
   std::vector<JournalEntry> entries() const;
   std::vector<JournalEntry> entries(const std::string& kind) const;
   /// The entries as text, for comparison with a list of expected lines.

@@ -7,6 +7,7 @@
 #include "Backends/Simulated/Accessibility/ElementBuilder.h"
 #include "Backends/Simulated/Accessibility/ElementModel.h"
 #include "Backends/Simulated/Accessibility/SimulatedAccessibility.h"
+#include "Backends/Simulated/Interface/SimulatedUserInterface.h"
 #include "Backends/Simulated/Journal.h"
 #include "Backends/Simulated/Screen/SimulatedImageCoding.h"
 #include "Backends/Simulated/Screen/SimulatedScreenCapture.h"
@@ -18,10 +19,12 @@
 #include "Backends/Simulated/System/SimulatedEventPosting.h"
 #include "Backends/Simulated/System/SimulatedEventTaps.h"
 #include "Backends/Simulated/System/SimulatedKeyboard.h"
+#include "Backends/Simulated/System/SimulatedPermissions.h"
 #include "Backends/Simulated/System/SimulatedPreferences.h"
 #include "Backends/Simulated/System/SimulatedProcess.h"
 #include "Backends/Simulated/System/SimulatedRequestTransport.h"
 #include "Backends/Simulated/System/SimulatedSignals.h"
+#include "Backends/Simulated/System/SimulatedSockets.h"
 #include "Backends/Simulated/System/SimulatedSystemLog.h"
 #include "PlatformInterfaces/Platform.h"
 
@@ -62,7 +65,10 @@ class SimulatedDesktop {
   SimulatedEventTaps& eventTaps() { return eventTaps_; }
   SimulatedKeyboard& keyboard() { return keyboard_; }
   SimulatedRequestTransport& transport() { return transport_; }
+  SimulatedSockets& sockets() { return sockets_; }
   SimulatedCodeIdentity& codeIdentity() { return codeIdentity_; }
+  SimulatedPermissions& permissions() { return permissions_; }
+  SimulatedUserInterface& userInterface() { return userInterface_; }
   SimulatedPreferences& preferences() { return preferences_; }
   SimulatedProcess& process() { return process_; }
   SimulatedSignals& signals() { return signals_; }
@@ -85,7 +91,10 @@ class SimulatedDesktop {
   SimulatedWorkspace workspace_;
   SimulatedApplicationIndex applicationIndex_;
   SimulatedRequestTransport transport_;
+  SimulatedSockets sockets_;
   SimulatedCodeIdentity codeIdentity_;
+  SimulatedPermissions permissions_;
+  SimulatedUserInterface userInterface_;
   SimulatedPreferences preferences_;
   SimulatedProcess process_;
   SimulatedSignals signals_;

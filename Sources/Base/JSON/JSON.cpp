@@ -8,7 +8,6 @@ namespace tavik {
 
 namespace {
 
-constexpr std::size_t kLongestText = 64 * 1024 * 1024;
 constexpr int kDeepestNesting = 512;
 /// Up to here every whole double is an exact integer.
 constexpr double kLargestExactInteger = 9007199254740992.0;
@@ -36,8 +35,8 @@ bool nestsTooDeeply(std::string_view text) {
 
 }  // namespace
 
-ParsedJSON parsedJSON(std::string_view text) {
-  if (text.size() > kLongestText) throw DecodingError::dataCorrupted("The given data was too long.");
+ParsedJSON parsedJSON(std::string_view text, std::size_t longestText) {
+  if (text.size() > longestText) throw DecodingError::dataCorrupted("The given data was too long.");
   if (nestsTooDeeply(text)) throw DecodingError::dataCorrupted("Too many nested arrays or dictionaries.");
   ParsedJSON json = ParsedJSON::parse(text, nullptr, /*allow_exceptions=*/false);
   if (json.is_discarded()) throw DecodingError::dataCorrupted("The given data was not valid JSON.");

@@ -23,8 +23,8 @@ class EncodingError : public std::exception {
 };
 
 /// Throws `DecodingError` for anything that is no JSON text, nests deeper than 512
-/// levels or is longer than 64 MiB.
-ParsedJSON parsedJSON(std::string_view text);
+/// levels or is longer than `longestText` bytes.
+ParsedJSON parsedJSON(std::string_view text, std::size_t longestText = 64 * 1024 * 1024);
 
 /// JSON on one line. Ill-formed UTF-8 is written as U+FFFD.
 std::string jsonText(const JSON& json);

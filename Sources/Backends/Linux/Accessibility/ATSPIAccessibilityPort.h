@@ -29,6 +29,8 @@ class ATSPIAccessibilityPort : public AccessibilityPort {
                          NotificationHub::Poster poster);
   ~ATSPIAccessibilityPort() override;
 
+  /// Whether the bus that carries all of this answers. Any thread.
+  bool isBusConnected() { return bus_.isConnected(); }
   /// The processes that offer their elements now. Any thread.
   std::vector<std::int32_t> accessibleProcesses() { return directory_->pids(); }
 

@@ -8,10 +8,13 @@
 #include "Backends/Linux/Identity/LinuxCodeIdentity.h"
 #include "Backends/Linux/Input/X11EventPosting.h"
 #include "Backends/Linux/Input/X11Keyboard.h"
+#include "Backends/Linux/Platform/LinuxPermissions.h"
+#include "Backends/Linux/Platform/NoUserInterface.h"
 #include "Backends/Linux/Process/LinuxProcess.h"
 #include "Backends/Linux/Process/PosixSignals.h"
 #include "Backends/Linux/Process/SyslogSystemLog.h"
 #include "Backends/Linux/Transport/BusRequestTransport.h"
+#include "Backends/Linux/Transport/UnixSockets.h"
 #include "Backends/Linux/Windows/PixmanImageCoding.h"
 #include "Backends/Linux/Windows/X11Desktop.h"
 #include "Backends/Linux/Windows/X11EventTaps.h"
@@ -55,7 +58,10 @@ class LinuxPlatform {
   LinuxWorkspace workspace_;
   LinuxApplicationIndex applicationIndex_;
   BusRequestTransport requestTransport_;
+  UnixSockets localSockets_;
   LinuxCodeIdentity codeIdentity_;
+  LinuxPermissions permissions_;
+  NoUserInterface userInterface_;
   FilePreferences preferences_;
   LinuxProcess process_;
   PosixSignals signals_;
