@@ -5,10 +5,13 @@
 #include <utility>
 
 #include "Base/Encoding/UUID.h"
+#include "HostCoordination/Wire/HostCoordinationEndpoint.h"
 
 namespace tavik {
 
 namespace {
+
+constexpr const char* routerClientType = "computer-use-runtime";
 
 RuntimeRequestHandler::Identity identityOf(ProcessPort& process, const BundleIdentifiers& identifiers,
                                            const std::string& generationID) {
@@ -16,6 +19,12 @@ RuntimeRequestHandler::Identity identityOf(ProcessPort& process, const BundleIde
           .runtimePID = process.currentPID(),
           .bundleIdentifier = process.bundleIdentifier().value_or(identifiers.computerUseRuntime()),
           .bundlePath = process.bundlePath()};
+}
+
+std::string routerSocketPath(ProcessPort& process) {
+  return HostCoordinationEndpoint::defaultSocketPath(
+      [&](const std::string& name) { return process.environment(name); }, process.homeDirectory(),
+      process.bundleIdentifier().value_or(""));
 }
 
 std::optional<std::string> textProperty(PreferencesPort& preferences, const std::string& key) {
@@ -28,17 +37,59 @@ std::optional<std::string> textProperty(PreferencesPort& preferences, const std:
 
 ComputerUseRuntimeApplicationDelegate::ComputerUseRuntimeApplicationDelegate(
     Scheduler& scheduler, MainQueue& mainQueue, Platform& platform, AXWrapper& access,
-    const BundleIdentifiers& identifiers, ToolRequestRoute routeToolRequest, std::function<void()> terminate)
-    : platform_(platform),
+    const BundleIdentifiers& identifiers, RuntimeServices services, std::function<void()> terminate)
+    : mainQueue_(mainQueue),
+      platform_(platform),
       access_(access),
+      services_(std::move(services)),
       runtimeGenerationID_(UUID::make().string()),
       terminate_(std::move(terminate)),
-      lifetime_(scheduler, mainQueue, platform.process, terminate_),
-      requestHandler_(scheduler, ipcServer_, lifetime_, std::move(routeToolRequest),
+      permissionState_(scheduler, platform.permissions, platform.windowServer, platform.process,
+                       services_.screenRecordingEvidence),
+      permissionFlow_(scheduler, platform.userInterface, permissionState_,
+                      [this] { permissionGate_.cancelPendingWaits(); }),
+      permissionGate_(scheduler, mainQueue, permissionState_,
+                      [this] { return permissionFlow_.showPermissionsWindow("permissionGate"); }),
+      lifetime_(scheduler, mainQueue, platform.process,
+                {.shouldDeferForPermissionFlow =
+                     [this](const std::string& trigger) { return permissionFlow_.shouldDeferShutdown(trigger); },
+                 .isRecording =
+                     [this] { return services_.eventStream && services_.eventStream->status().isRecording; }},
+                terminate_),
+      turnLifecycleCoordinator_(scheduler, services_.presentation),
+      hostCoordinationRouterClient_(scheduler, platform.localSockets, routerSocketPath(platform.process),
+                                    {.clientType = routerClientType}),
+      computerUseTurnLifecycleObserver_(hostCoordinationRouterClient_,
+                                        [this](const HostConversationActivityChange& change) {
+                                          turnLifecycleCoordinator_.hostConversationStateChanged(change);
+                                        }),
+      recordReplayContinuation_(scheduler, hostCoordinationRouterClient_),
+      endedRecordings_(recordReplayContinuation_),
+      permissionCheck_(mainQueue, platform.permissions, platform.userInterface, permissionState_, permissionGate_,
+                       permissionFlow_),
+      toolRequests_(services_.routeToolRequest, &turnLifecycleCoordinator_),
+      recordingRequests_(scheduler, mainQueue, platform.userInterface, services_.eventStream),
+      appshotRequests_(services_.appshots),
+      requestHandler_(scheduler, ipcServer_, lifetime_,
+                      {.permissions = permissionCheck_,
+                       .tools = toolRequests_,
+                       .recording = recordingRequests_,
+                       .appshots = appshotRequests_},
                       identityOf(platform.process, identifiers, runtimeGenerationID_)),
+      shutdownTasks_(scheduler),
       ipcServer_(scheduler, platform.requestTransport, platform.codeIdentity, identifiers) {
+  if (services_.eventStream) {
+    services_.eventStream->setStatusChangeHandler(
+        [this](const EventStreamControl::Status& status) { endedRecordings_.statusChanged(status); });
+  }
   platform_.signals.ignore(SIGPIPE);
   installTerminationSignalHandlers();
+}
+
+ComputerUseRuntimeApplicationDelegate::~ComputerUseRuntimeApplicationDelegate() {
+  if (services_.eventStream) services_.eventStream->setStatusChangeHandler(nullptr);
+  // What waits for the host's answer is woken before its task is waited for.
+  hostCoordinationRouterClient_.stop();
 }
 
 void ComputerUseRuntimeApplicationDelegate::installTerminationSignalHandlers() {
@@ -54,8 +105,19 @@ bool ComputerUseRuntimeApplicationDelegate::applicationDidFinishLaunching() {
   access_.configureProcessWideMessagingTimeout();
   TavikComputerUseLogger::info(LogCategory::lifecycle, "screens_enumerated",
                                {{"screenCount", platform_.windowServer.screens().size()}});
-  if (!configureIPCHandlers()) return false;
-  TavikComputerUseLogger::info(LogCategory::lifecycle, "runtime_started", runtimeIdentityFields());
+  permissionState_.refreshNow("runtimeLaunch");
+  LogFields fields = runtimeIdentityFields();
+  fields.emplace("permissionSummary", permissionState_.diagnosticSummary());
+  TavikComputerUseLogger::info(LogCategory::lifecycle, "runtime_started", fields);
+  permissionState_.setChangeHandler([this](const auto& before, const auto& after) {
+    mainQueue_.async([this, before, after] { permissionFlow_.permissionsChanged(before, after); });
+  });
+  if (!configureIPCHandlers()) {
+    TavikComputerUseLogger::warning(LogCategory::lifecycle, "runtime_not_serving");
+    return false;
+  }
+  computerUseTurnLifecycleObserver_.start();
+  hostCoordinationRouterClient_.start();
   lifetime_.scheduleIdleTimeout();
   return true;
 }
@@ -84,16 +146,30 @@ void ComputerUseRuntimeApplicationDelegate::terminateFromSignal(int signal) {
                                {{"signal", signal}, {"outcome", "terminating"}});
   ipcServer_.failPendingRequestsAndUninstall("TavikComputerUseRuntime received signal " +
                                              std::to_string(signal));
+  cancelAppshotCapturesForShutdown();
   lifetime_.stop();
   terminate_();
 }
 
 void ComputerUseRuntimeApplicationDelegate::applicationWillTerminate() {
   isTerminating_ = true;
+  if (services_.eventStream && services_.eventStream->status().isRecording) {
+    services_.eventStream->stop(ComputerUseIPCEventStreamEndReason::error);
+  }
   ipcServer_.failPendingRequestsAndUninstall("TavikComputerUseRuntime is terminating");
+  cancelAppshotCapturesForShutdown();
   lifetime_.stop();
+  computerUseTurnLifecycleObserver_.stop();
+  hostCoordinationRouterClient_.stop();
+  turnLifecycleCoordinator_.stop();
+  permissionGate_.cancelPendingWaits();
   terminationSignalSources_.clear();
   TavikComputerUseLogger::info(LogCategory::lifecycle, "runtime_terminating");
+}
+
+void ComputerUseRuntimeApplicationDelegate::cancelAppshotCapturesForShutdown() {
+  if (!services_.appshots) return;
+  shutdownTasks_.start("cancel appshots", [appshots = services_.appshots] { appshots->cancelAll(); });
 }
 
 }  // namespace tavik

@@ -72,9 +72,7 @@ struct Runtime {
                                                  ports,
                                                  access,
                                                  identifiers,
-                                                 [this](const std::string& type, const Bytes& data) {
-                                                   return toolRequestRouter.routeToolRequest(type, data);
-                                                 },
+                                                 services(),
                                                  [this] { terminate(); }};
 
   int run() {
@@ -88,6 +86,16 @@ struct Runtime {
   }
 
  private:
+  RuntimeServices services() {
+    return {.routeToolRequest =
+                [this](const std::string& type, const Bytes& data) {
+                  return toolRequestRouter.routeToolRequest(type, data);
+                },
+            .presentation = {.authoritativeCleanup = [this] { toolService.resetForTurnEnded(); },
+                             .suspend = [this] { toolService.suspendPresentationForInactivity(); },
+                             .resume = [this] { toolService.resumePresentationForActivity(); }}};
+  }
+
   void terminate() {
     delegate.applicationWillTerminate();
     mainQueue.quit();

@@ -10,7 +10,9 @@
 #include "Base/JSON/Record.h"
 #include "ComputerUseContracts/ToolRequests.h"
 #include "ComputerUseToolRuntime/Service/ComputerUseRequestRouter.h"
+#include "ScriptedServices.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ScriptedRouter.h"
 #include "Tests/Support/ServedMainQueue.h"
 
 namespace tavik {
@@ -49,6 +51,8 @@ struct RuntimeDesk {
       [this](const std::string& type, const Bytes& data) {
         return toolRequestRouter.routeToolRequest(type, data);
       };
+  ScriptedEventStream eventStream;
+  ScriptedAppshots appshots;
   std::vector<double> terminations;
   const MonotonicTime start = scheduler.now();
   ComputerUseRuntimeApplicationDelegate delegate{
@@ -57,7 +61,12 @@ struct RuntimeDesk {
       ports,
       access,
       identifiers,
-      [this](const std::string& type, const Bytes& data) { return tools(type, data); },
+      {.routeToolRequest = [this](const std::string& type, const Bytes& data) { return tools(type, data); },
+       .presentation = {.authoritativeCleanup = [this] { toolService.resetForTurnEnded(); },
+                        .suspend = [this] { toolService.suspendPresentationForInactivity(); },
+                        .resume = [this] { toolService.resumePresentationForActivity(); }},
+       .eventStream = &eventStream,
+       .appshots = &appshots},
       [this] {
         EXPECT_TRUE(mainQueue.isCurrent());
         terminations.push_back(elapsed());
@@ -66,6 +75,7 @@ struct RuntimeDesk {
   ServedMainQueue main{scheduler, mainQueue};
 
   double elapsed() const { return inSeconds(scheduler.now() - start); }
+  std::string routerSocket() { return ports.process.homeDirectory() + "/.tavik/ipc/ipc.sock"; }
   bool launch() {
     return mainQueue.sync([this] { return delegate.applicationDidFinishLaunching(); });
   }
@@ -122,6 +132,8 @@ TEST(ComputerUseRuntimeApplicationDelegate, launchingItServesAndSaysWhoItIs) {
     EXPECT_EQ(started.category, LogCategory::lifecycle);
     EXPECT_EQ(started.fields["runtimeGeneration"].size(), 36u);
     started.fields.erase("runtimeGeneration");
+    EXPECT_THAT(started.fields["permissionSummary"], HasSubstr("rawAX=true rawScreenPreflight=true"));
+    started.fields.erase("permissionSummary");
     EXPECT_EQ(started.fields, (Fields{{"appBundleID", "com.tavik.computeruse"},
                                       {"bundlePath", "/opt/tavik"},
                                       {"bundleVersion", "7"},
@@ -138,7 +150,7 @@ TEST(ComputerUseRuntimeApplicationDelegate, aSecondRuntimeDoesNotStart) {
   onDesk([](RuntimeDesk& desk) {
     desk.desktop.transport().occupyAddress();
     EXPECT_FALSE(desk.launch());
-    EXPECT_EQ(desk.log.count("runtime_started"), 0u);
+    EXPECT_EQ(desk.log.count("runtime_not_serving"), 1u);
     desk.scheduler.sleep(seconds(1000));
     EXPECT_TRUE(desk.terminations.empty());
   });
@@ -241,8 +253,9 @@ TEST(ComputerUseRuntimeApplicationDelegate, endsAfterThreeHundredIdleSeconds) {
   onLaunchedDesk([](RuntimeDesk& desk) {
     desk.scheduler.sleep(seconds(1000));
     EXPECT_THAT(desk.terminations, ElementsAre(300));
-    EXPECT_THAT(desk.log.events(), ElementsAre("screens_enumerated", "runtime_started",
-                                               "runtime_shutdown_requested", "runtime_terminating"));
+    EXPECT_THAT(desk.log.events(), ElementsAre("screens_enumerated", "runtime_started", "host_coordination_unavailable",
+                                               "runtime_shutdown_requested", "pending_waits_cancelled",
+                                               "runtime_terminating"));
     EXPECT_FALSE(desk.desktop.transport().isReceiving());
   });
 }
@@ -340,6 +353,90 @@ TEST(ComputerUseRuntimeApplicationDelegate, destroyedWithRequestsInFlightItLeave
     }
     EXPECT_EQ(scheduler.now(), MonotonicTime{});
     EXPECT_EQ(scheduler.unfinishedTaskCount(), 1u);
+  });
+}
+
+TEST(ComputerUseRuntimeApplicationDelegate, anOpenPermissionsWindowKeepsItAliveForTenMinutes) {
+  onLaunchedDesk([](RuntimeDesk& desk) {
+    desk.desktop.permissions().grantAccessibility(false);
+    const auto request = desk.send(getState, R"({"app":"x"})");
+    desk.scheduler.sleep(seconds(599));
+    EXPECT_TRUE(desk.terminations.empty());
+    EXPECT_TRUE(desk.desktop.userInterface().isPermissionsWindowOpen());
+    desk.scheduler.sleep(seconds(1000));
+    // The client was last heard of at 0, and is asked after each 90 seconds.
+    EXPECT_THAT(desk.terminations, ElementsAre(630));
+    EXPECT_FALSE(desk.desktop.userInterface().isPermissionsWindowOpen());
+    EXPECT_TRUE(request.isAnswered());
+    for (const auto& record : desk.log.records("shutdown_deferred")) EXPECT_EQ(record.requestID, "");
+  });
+}
+
+TEST(ComputerUseRuntimeApplicationDelegate, aRecordingKeepsItAliveAndIsEndedWithIt) {
+  onLaunchedDesk([](RuntimeDesk& desk) {
+    EventStreamControl::Status recording;
+    recording.isRecording = true;
+    desk.eventStream.setStatus(recording);
+    desk.scheduler.sleep(seconds(1000));
+    EXPECT_TRUE(desk.terminations.empty());
+    desk.raise(SIGTERM);
+    EXPECT_THAT(desk.eventStream.calls(), ElementsAre("stop error"));
+  });
+}
+
+TEST(ComputerUseRuntimeApplicationDelegate, itsEndCancelsAppshotsAndWaitsForNobody) {
+  onLaunchedDesk([](RuntimeDesk& desk) {
+    desk.desktop.permissions().grantAccessibility(false);
+    const auto waiting = desk.send(getState, R"({"app":"x"})");
+    desk.scheduler.sleep(seconds(5));
+    desk.raise(SIGTERM);
+    EXPECT_EQ(waiting.reply().errorNumber, -10012);
+    desk.scheduler.settle();
+    EXPECT_THAT(desk.appshots.calls(), ElementsAre("cancel all", "cancel all"));
+    EXPECT_EQ(desk.log.count("pending_waits_cancelled"), 1u);
+    EXPECT_EQ(desk.elapsed(), 5);
+  });
+}
+
+TEST(ComputerUseRuntimeApplicationDelegate, theEndOfARecordingIsToldTheHostOnce) {
+  onDesk([](RuntimeDesk& desk) {
+    desk.desktop.sockets().listen(desk.routerSocket());
+    ASSERT_TRUE(desk.launch());
+    ScriptedRouter router(desk.desktop.sockets().accept(desk.routerSocket()));
+    EXPECT_EQ(router.answerInitialize("runtime-1")["params"]["clientType"], "computer-use-runtime");
+    EXPECT_EQ(router.receive().value()["method"], "thread-stream-following-status-requested");
+    EventStreamControl::Status ended;
+    ended.recordSessionId = "r";
+    ended.endedAt = "2026-01-01T00:00:00Z";
+    ended.endReason = "maxDuration";
+    ended.sessionId = "c";
+    desk.eventStream.announce(ended);
+    desk.eventStream.announce(ended);
+    const ParsedJSON turn = router.receive().value();
+    EXPECT_EQ(turn["method"], "thread-follower-start-turn");
+    router.answer(turn, nullptr);
+    desk.scheduler.settle();
+    EXPECT_EQ(desk.log.count("recording_continuation_sent"), 1u);
+  });
+}
+
+TEST(ComputerUseRuntimeApplicationDelegate, theHostsWordThatATurnEndedForgetsTheState) {
+  onDesk([](RuntimeDesk& desk) {
+    desk.desktop.sockets().listen(desk.routerSocket());
+    ASSERT_TRUE(desk.launch());
+    ScriptedRouter router(desk.desktop.sockets().accept(desk.routerSocket()));
+    router.answerInitialize("runtime-1");
+    const auto say = [&](const char* status) {
+      router.send({{"type", "broadcast"}, {"method", "thread-stream-state-changed"}, {"version", 11},
+                   {"params", {{"conversationId", "c"},
+                               {"change", {{"type", "patches"},
+                                           {"patches", {{{"path", {"threadRuntimeStatus", "type"}}, {"value", status}}}}}}}}});
+      desk.scheduler.settle();
+    };
+    say("active");
+    desk.send(getState, R"({"app":"Nowhere"})").reply();
+    say("idle");
+    EXPECT_EQ(desk.log.only("computer_use_turn_deactivated").fields.at("reason"), "ipc_turn_ended");
   });
 }
 

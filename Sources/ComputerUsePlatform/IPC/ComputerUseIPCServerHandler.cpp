@@ -98,6 +98,8 @@ void ComputerUseIPCServerHandler::serve(const Request& request) {
     resumeError(request.suspension, error.rawValue(), error.what());
   } catch (const std::exception& error) {
     resumeError(request.suspension, unknownErrorNumber, error.what());
+  } catch (...) {
+    resumeError(request.suspension, unknownErrorNumber, ComputerUseIPCError(ComputerUseIPCError::Case::unknown).what());
   }
 }
 
@@ -121,7 +123,7 @@ Bytes ComputerUseIPCServerHandler::answerUnderLease(const Request& request,
     Bytes response = request.handler(request.type, request.data, request.senderPID);
     lease.releaseIfHeld(request.type, "completed");
     return response;
-  } catch (const std::exception&) {
+  } catch (...) {
     lease.releaseIfHeld(request.type, "error");
     throw;
   }
@@ -156,7 +158,7 @@ Bytes ComputerUseIPCServerHandler::withRequestTimeout(double timeoutSeconds, con
   Task operationTask = tasks_.start("request operation", [=, operation = std::move(operation)] {
     try {
       state->resumeOnce(continuation, operation());
-    } catch (const std::exception&) {
+    } catch (...) {
       state->resumeOnce(continuation, std::current_exception());
     }
   });

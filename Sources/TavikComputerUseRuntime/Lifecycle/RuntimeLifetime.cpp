@@ -12,14 +12,15 @@ constexpr double heartbeatTimeoutSeconds = ComputerUseIPCClientTracker::defaultH
 }
 
 RuntimeLifetime::RuntimeLifetime(Scheduler& scheduler, MainQueue& mainQueue, ProcessPort& process,
-                                 std::function<void()> terminate)
+                                 ShutdownReservations reservations, std::function<void()> terminate)
     : scheduler_(scheduler),
+      reservations_(std::move(reservations)),
       terminate_(std::move(terminate)),
       clientTracker_(ComputerUseIPCClientTracker::processIsAliveAccordingTo(process)),
       idleTimeout_(mainQueue, seconds(ComputerUseIPCConstants::idleTimeoutSeconds),
-                   [this] { idleTimeoutExpired(); }),
+                   [this](const IsOvertaken& isOvertaken) { idleTimeoutExpired(isOvertaken); }),
       clientHeartbeatTimeout_(mainQueue, seconds(heartbeatTimeoutSeconds),
-                              [this] { clientHeartbeatTimeoutExpired(); }) {}
+                              [this](const IsOvertaken& isOvertaken) { clientHeartbeatTimeoutExpired(isOvertaken); }) {}
 
 void RuntimeLifetime::recordClientActivity(std::int32_t senderPID, const std::string& requestType) {
   const Snapshot snapshot = clientTracker_.recordActivity(senderPID, requestType, scheduler_.wallTime());
@@ -36,18 +37,26 @@ void RuntimeLifetime::stop() {
   clientHeartbeatTimeout_.stop();
 }
 
-void RuntimeLifetime::idleTimeoutExpired() {
-  requestShutdown("idle_timeout");
+void RuntimeLifetime::idleTimeoutExpired(const IsOvertaken& isOvertaken) {
+  if (shouldDefer("idle_timeout") || (reservations_.isRecording && reservations_.isRecording())) {
+    idleTimeout_.restart();
+  } else {
+    requestShutdown("idle_timeout", isOvertaken);
+  }
 }
 
-void RuntimeLifetime::clientHeartbeatTimeoutExpired() {
+void RuntimeLifetime::clientHeartbeatTimeoutExpired(const IsOvertaken& isOvertaken) {
   const Snapshot snapshot = clientTracker_.pruneStaleClients(scheduler_.wallTime(), heartbeatTimeoutSeconds);
   recordActiveClientSnapshot(std::nullopt, std::nullopt, snapshot);
-  if (snapshot.activeClientCount > 0) {
+  if (snapshot.activeClientCount > 0 || shouldDefer("no_active_client")) {
     clientHeartbeatTimeout_.restart();
   } else {
-    requestShutdown("no_active_clients");
+    requestShutdown("no_active_clients", isOvertaken);
   }
+}
+
+bool RuntimeLifetime::shouldDefer(const std::string& trigger) const {
+  return reservations_.shouldDeferForPermissionFlow && reservations_.shouldDeferForPermissionFlow(trigger);
 }
 
 void RuntimeLifetime::recordActiveClientSnapshot(std::optional<std::int32_t> senderPID,
@@ -64,7 +73,8 @@ void RuntimeLifetime::recordActiveClientSnapshot(std::optional<std::int32_t> sen
   TavikComputerUseLogger::info(LogCategory::lifecycle, "active_clients_changed", fields);
 }
 
-void RuntimeLifetime::requestShutdown(const char* reason) {
+void RuntimeLifetime::requestShutdown(const char* reason, const IsOvertaken& isOvertaken) {
+  if (isOvertaken()) return;
   TavikComputerUseLogger::info(LogCategory::lifecycle, "runtime_shutdown_requested", {{"reason", reason}});
   terminate_();
 }

@@ -14,6 +14,14 @@
 
 namespace tavik {
 
+/// What may keep the process alive although its time is over. Asked on the main queue;
+/// each may be empty.
+struct ShutdownReservations {
+  /// Whether the user may be about to grant a permission.
+  std::function<bool(const std::string& trigger)> shouldDeferForPermissionFlow;
+  std::function<bool()> isRecording;
+};
+
 /// Lets the process live only as long as a client needs it: until no request came
 /// for the idle time-out, or no live client was heard of for the heartbeat
 /// time-out. Then it calls `terminate` on the main queue. Its own operations may be
@@ -21,7 +29,7 @@ namespace tavik {
 class RuntimeLifetime {
  public:
   RuntimeLifetime(Scheduler& scheduler, MainQueue& mainQueue, ProcessPort& process,
-                  std::function<void()> terminate);
+                  ShutdownReservations reservations, std::function<void()> terminate);
 
   /// Begins to count the idle time anew: at start and for each request.
   void scheduleIdleTimeout() { idleTimeout_.restart(); }
@@ -36,14 +44,17 @@ class RuntimeLifetime {
 
  private:
   using Snapshot = ComputerUseIPCClientTrackerSnapshot;
+  using IsOvertaken = RestartableTimer::IsOvertaken;
 
-  void idleTimeoutExpired();
-  void clientHeartbeatTimeoutExpired();
+  void idleTimeoutExpired(const IsOvertaken& isOvertaken);
+  void clientHeartbeatTimeoutExpired(const IsOvertaken& isOvertaken);
+  bool shouldDefer(const std::string& trigger) const;
   void recordActiveClientSnapshot(std::optional<std::int32_t> senderPID,
                                   const std::optional<std::string>& requestType, const Snapshot& snapshot);
-  void requestShutdown(const char* reason);
+  void requestShutdown(const char* reason, const IsOvertaken& isOvertaken);
 
   Scheduler& scheduler_;
+  const ShutdownReservations reservations_;
   const std::function<void()> terminate_;
   ComputerUseIPCClientTracker clientTracker_;
   /// Keep the log free of repeats.

@@ -3,8 +3,6 @@
 #include <utility>
 
 #include "Base/JSON/Record.h"
-#include "ComputerUseContracts/AppshotRecords.h"
-#include "ComputerUseContracts/EventStreamRecords.h"
 #include "ComputerUseContracts/ToolError.h"
 #include "ComputerUseContracts/ToolRequests.h"
 #include "ComputerUsePlatform/IPC/ComputerUseIPCClientTracker.h"
@@ -37,12 +35,11 @@ Bytes encodedToolResult(const ToolResult& result) {
 }  // namespace
 
 RuntimeRequestHandler::RuntimeRequestHandler(Scheduler& scheduler, ComputerUseIPCServerHandler& server,
-                                             RuntimeLifetime& lifetime, ToolRequestRoute routeToolRequest,
-                                             Identity identity)
+                                             RuntimeLifetime& lifetime, Workers workers, Identity identity)
     : scheduler_(scheduler),
       server_(server),
       lifetime_(lifetime),
-      routeToolRequest_(std::move(routeToolRequest)),
+      workers_(workers),
       identity_(std::move(identity)) {}
 
 Bytes RuntimeRequestHandler::handle(const std::string& requestType, const Bytes& requestData,
@@ -55,6 +52,22 @@ Bytes RuntimeRequestHandler::handle(const std::string& requestType, const Bytes&
     TavikComputerUseLogger::info(LogCategory::ipc, "request_received",
                                  {{"requestType", requestType}, {"senderPid", senderPID}});
   }
+  if (PermissionCheck::isNeededFor(requestType)) {
+    const auto refusal = workers_.permissions.pass(requestType, senderPID);
+    // The time at the gate was the user's, not an idle one.
+    lifetime_.scheduleIdleTimeout();
+    if (refusal) return encodedToolResult(*refusal);
+  }
+  return answerInTime(requestType, requestData, isLogged);
+}
+
+void RuntimeRequestHandler::trackActivity(const std::string& requestType, const Bytes& requestData,
+                                          std::int32_t senderPID) {
+  if (is<ComputerUseIPCHealthRequest>(requestType) && !refreshesClientActivity(requestData)) return;
+  lifetime_.recordClientActivity(senderPID, requestType);
+}
+
+Bytes RuntimeRequestHandler::answerInTime(const std::string& requestType, const Bytes& requestData, bool isLogged) {
   const MonotonicTime start = scheduler_.now();
   const auto durationMs = [&] { return roundedMilliseconds(scheduler_.now() - start); };
   try {
@@ -69,27 +82,24 @@ Bytes RuntimeRequestHandler::handle(const std::string& requestType, const Bytes&
                                     {"outcome", "success"}});
     }
     return response;
-  } catch (const std::exception& error) {
+  } catch (...) {
     if (isLogged) {
       TavikComputerUseLogger::error(LogCategory::ipc, "request_finished",
                                     {{"requestType", requestType},
                                      {"durationMs", durationMs()},
                                      {"outcome", "failure"},
-                                     {"error", error}});
+                                     {"error", std::current_exception()}});
     }
     throw;
   }
 }
 
-void RuntimeRequestHandler::trackActivity(const std::string& requestType, const Bytes& requestData,
-                                          std::int32_t senderPID) {
-  if (is<ComputerUseIPCHealthRequest>(requestType) && !refreshesClientActivity(requestData)) return;
-  lifetime_.recordClientActivity(senderPID, requestType);
-}
-
 Bytes RuntimeRequestHandler::answer(const std::string& requestType, const Bytes& requestData) {
   try {
-    if (auto result = routeToolRequest_(requestType, requestData)) return encodedToolResult(*result);
+    if (const auto result = workers_.tools.route(requestType, requestData)) {
+      workers_.permissions.handleScreenRecordingDeniedIfNeeded(*result);
+      return encodedToolResult(*result);
+    }
     return answerOtherRequest(requestType, requestData);
   } catch (const ToolError& error) {
     return encodedToolResult(ToolResult::error(error.description()));
@@ -97,11 +107,7 @@ Bytes RuntimeRequestHandler::answer(const std::string& requestType, const Bytes&
 }
 
 Bytes RuntimeRequestHandler::answerOtherRequest(const std::string& requestType, const Bytes& requestData) {
-  if (is<ComputerUseIPCEventStreamStartRequest>(requestType) ||
-      is<ComputerUseIPCEventStreamStatusRequest>(requestType) ||
-      is<ComputerUseIPCEventStreamStopRequest>(requestType)) {
-    throw ToolError::actionRejected("Recording is not available in this version of Tavik Computer Use.");
-  }
+  if (auto response = workers_.recording.answer(requestType, requestData)) return std::move(*response);
   if (is<ComputerUseIPCAppStartRequest>(requestType)) {
     const auto request = decodeRecord<ComputerUseIPCAppStartRequest>(requestData);
     TavikComputerUseLogger::info(LogCategory::session, "app_session_started", {{"appBundleID", request.app}});
@@ -113,11 +119,7 @@ Bytes RuntimeRequestHandler::answerOtherRequest(const std::string& requestType, 
                                  {{"appBundleID", request.app}, {"modification", request.modification}});
     return encodeRecord(ComputerUseIPCEmptyResponse{});
   }
-  if (is<ComputerUseIPCAppStartFrontmostCaptureRequest>(requestType) ||
-      is<ComputerUseIPCAppNextCaptureUpdateRequest>(requestType) ||
-      is<ComputerUseIPCAppCancelCaptureRequest>(requestType)) {
-    throw ToolError::actionRejected("Appshots are not available in this version of Tavik Computer Use.");
-  }
+  if (auto response = workers_.appshots.answer(requestType, requestData)) return std::move(*response);
   if (is<ComputerUseIPCHealthRequest>(requestType)) return encodeRecord(health());
   if (is<ComputerUseIPCAppUsageRequest>(requestType)) {
     TavikComputerUseLogger::debug(LogCategory::session, "app_usage_report_received");

@@ -6,6 +6,7 @@
 #include "Backends/Simulated/System/SimulatedProcess.h"
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/SeedCount.h"
 #include "Tests/Support/ServedMainQueue.h"
 
 namespace tavik {
@@ -27,11 +28,27 @@ struct LifetimeDesk {
   SimulatedProcess process;
   const MonotonicTime start = scheduler.now();
   std::vector<double> terminations;
-  RuntimeLifetime lifetime{scheduler, mainQueue, process, [this] {
+  /// Until when the permission flow and a recording keep the process alive, in seconds.
+  double permissionFlowEnds = 0;
+  double recordingEnds = 0;
+  std::vector<std::string> triggers;
+  RuntimeLifetime lifetime{scheduler,
+                           mainQueue,
+                           process,
+                           {.shouldDeferForPermissionFlow =
+                                [this](const std::string& trigger) {
+                                  EXPECT_TRUE(mainQueue.isCurrent());
+                                  triggers.push_back(trigger);
+                                  return elapsed() < permissionFlowEnds;
+                                },
+                            .isRecording = [this] { return elapsed() < recordingEnds; }},
+                           [this] {
                              EXPECT_TRUE(mainQueue.isCurrent());
-                             terminations.push_back(inSeconds(scheduler.now() - start));
+                             terminations.push_back(elapsed());
                            }};
   ServedMainQueue main{scheduler, mainQueue};
+
+  double elapsed() const { return inSeconds(scheduler.now() - start); }
 };
 
 void onDesk(const std::function<void(LifetimeDesk&)>& body) {
@@ -54,6 +71,96 @@ TEST(RuntimeLifetime, endsAfterThreeHundredSecondsWithoutARequest) {
     EXPECT_EQ(record.category, LogCategory::lifecycle);
     EXPECT_EQ(record.fields, (Fields{{"reason", "idle_timeout"}}));
     EXPECT_EQ(record.requestID, "");
+  });
+}
+
+TEST(RuntimeLifetime, anOpenPermissionFlowPutsTheIdleEndOff) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.permissionFlowEnds = 700;
+    desk.lifetime.scheduleIdleTimeout();
+    desk.scheduler.sleep(seconds(2000));
+    EXPECT_THAT(desk.terminations, ElementsAre(900));
+    EXPECT_THAT(desk.triggers, ElementsAre("idle_timeout", "idle_timeout", "idle_timeout"));
+  });
+}
+
+TEST(RuntimeLifetime, anOpenPermissionFlowPutsTheEndWithoutClientsOff) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.permissionFlowEnds = 200;
+    desk.lifetime.recordClientActivity(10, "R");
+    desk.process.end(10);
+    desk.scheduler.sleep(seconds(2000));
+    EXPECT_THAT(desk.terminations, ElementsAre(270));
+    EXPECT_THAT(desk.triggers, ElementsAre("no_active_client", "no_active_client", "no_active_client"));
+  });
+}
+
+TEST(RuntimeLifetime, aRecordingPutsTheIdleEndOffForAsLongAsItLasts) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.recordingEnds = 1700;
+    desk.lifetime.scheduleIdleTimeout();
+    desk.scheduler.sleep(seconds(5000));
+    EXPECT_THAT(desk.terminations, ElementsAre(1800));
+  });
+}
+
+TEST(RuntimeLifetime, aRecordingDoesNotReplaceClients) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.recordingEnds = 1700;
+    desk.lifetime.recordClientActivity(10, "R");
+    desk.process.end(10);
+    desk.scheduler.sleep(seconds(5000));
+    EXPECT_THAT(desk.terminations, ElementsAre(90));
+  });
+}
+
+TEST(RuntimeLifetime, aClientWithoutAProcessArmsTheHeartbeatTimer) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.lifetime.recordClientActivity(0, "R");
+    desk.scheduler.sleep(seconds(200));
+    EXPECT_THAT(desk.terminations, ElementsAre(90));
+  });
+}
+
+TEST(RuntimeLifetime, aTimerThatARequestOvertakesWhileItAsksEndsNothing) {
+  onDesk([](LifetimeDesk& desk) {
+    desk.lifetime.scheduleIdleTimeout();
+    desk.scheduler.start("request", [&] {
+      desk.scheduler.sleep(seconds(300));
+      desk.lifetime.scheduleIdleTimeout();
+    });
+    desk.mainQueue.asyncAfter(seconds(299.9), [&] { desk.scheduler.sleep(seconds(0.2)); });
+    desk.scheduler.sleep(seconds(599));
+    EXPECT_TRUE(desk.terminations.empty());
+    desk.scheduler.sleep(seconds(10));
+    EXPECT_THAT(desk.terminations, ElementsAre(600));
+  });
+}
+
+TEST(RuntimeLifetimeExploration, whateverRequestsComeOneTimerIsLiveAndItCountsFromTheLast) {
+  exploreSeeds(seedCount(10'000), [](SimulatedScheduler& scheduler) {
+    scheduler.run([&] {
+      LifetimeDesk desk(scheduler);
+      double lastRequest = 0;
+      std::vector<Task> clients;
+      desk.lifetime.scheduleIdleTimeout();
+      for (int i = 0; i < 3; ++i) {
+        clients.push_back(scheduler.start("client", [&] {
+          for (int n = 0; n < 3; ++n) {
+            scheduler.sleep(seconds(static_cast<double>(50 * scheduler.random(5))));
+            desk.lifetime.scheduleIdleTimeout();
+            if (desk.terminations.empty()) lastRequest = desk.elapsed();
+          }
+        }));
+      }
+      for (const Task& client : clients) client.join();
+      scheduler.sleep(seconds(1000));
+      ASSERT_FALSE(desk.terminations.empty());
+      // Between two requests there may have been a whole idle time.
+      EXPECT_GE(desk.terminations.front(), 300);
+      EXPECT_EQ(desk.terminations.back(), lastRequest + 300);
+      EXPECT_EQ(desk.terminations.size(), 1u);
+    });
   });
 }
 
