@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "Base/Text/Text.h"
+#include "SlimCore/Logging/LogReplacement.h"
 
 namespace tavik {
 
@@ -68,37 +69,6 @@ bool holdsMarkerFile(const fs::path& directory) {
     std::error_code error;
     return fs::exists(directory / name, error);
   });
-}
-
-/// A descriptor that is closed, and thereby unlocked, at the end of its scope.
-struct OpenFile {
-  int descriptor;
-  explicit OpenFile(int descriptor) : descriptor(descriptor) {}
-  ~OpenFile() {
-    if (descriptor >= 0) close(descriptor);
-  }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-};
-
-std::optional<std::string> readFrom(int descriptor, std::int64_t offset) {
-  std::string content;
-  std::array<char, 65536> buffer;
-  while (true) {
-    const ssize_t count = pread(descriptor, buffer.data(), buffer.size(), offset + static_cast<off_t>(content.size()));
-    if (count < 0) return std::nullopt;
-    if (count == 0) return content;
-    content.append(buffer.data(), static_cast<std::size_t>(count));
-  }
-}
-
-bool writeAll(int descriptor, std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t count = write(descriptor, content.data(), content.size());
-    if (count < 1) return false;
-    content.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
 }
 
 std::string compactionLine(std::int64_t previousBytes) {
@@ -217,13 +187,16 @@ std::string TavikComputerUseLogFile::timestampDirectoryName(WallTime now) {
 
 std::optional<int> TavikComputerUseLogFile::compactLogFileIfNeeded(const fs::path& file) {
   struct stat status{};
-  if (stat(file.c_str(), &status) != 0 || status.st_size < sizeLimit) return std::nullopt;
+  if (stat(file.c_str(), &status) != 0) return std::nullopt;
+  const LogReplacement replacement(file);
+  if (status.st_size < sizeLimit && !replacement.isUnfinished()) return std::nullopt;
   // Encoded before the file is locked: a writer of this process may wait for the
   // file while it holds what encoding could need.
   const std::string line = compactionLine(status.st_size);
 
   OpenFile log(open(file.c_str(), O_RDWR | O_CLOEXEC));
-  if (log.descriptor < 0 || flock(log.descriptor, LOCK_EX) != 0 || fstat(log.descriptor, &status) != 0) return errno;
+  if (log.descriptor < 0 || flock(log.descriptor, LOCK_EX) != 0) return errno;
+  if (!replacement.finishInto(log.descriptor) || fstat(log.descriptor, &status) != 0) return errno;
   if (status.st_size < sizeLimit) return std::nullopt;
 
   const auto lineLength = static_cast<std::int64_t>(line.size());
@@ -232,11 +205,7 @@ std::optional<int> TavikComputerUseLogFile::compactLogFileIfNeeded(const fs::pat
   if (!tail) return errno;
   const std::size_t firstLineEnd = tail->find('\n');
   tail->erase(0, firstLineEnd == std::string::npos ? tail->size() : firstLineEnd + 1);
-
-  if (lseek(log.descriptor, 0, SEEK_SET) != 0 || ftruncate(log.descriptor, 0) != 0 ||
-      !writeAll(log.descriptor, line) || !writeAll(log.descriptor, *tail)) {
-    return errno;
-  }
+  if (!replacement.replace(log.descriptor, line + *tail)) return errno;
   return std::nullopt;
 }
 

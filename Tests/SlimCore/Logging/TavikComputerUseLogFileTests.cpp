@@ -231,6 +231,52 @@ TEST_F(LogFileTest, compactionWhileFourThreadsWriteTearsNoLineAndHappensOnce) {
   }
 }
 
+/// What a compaction of `oldContent` leaves when it is killed at each of its steps,
+/// and what others appended before the next one comes.
+struct KilledCompaction {
+  const char* step;
+  std::string present;
+};
+
+TEST_F(LogFileTest, aCompactionThatWasKilledIsFinishedByTheNextOne) {
+  const std::string oldContent = linesOfSize(LogFile::sizeLimit);
+  const fs::path file = root / "a.log", beside = root / "a.log.compacting";
+  writeFile(file, oldContent);
+  LogFile::compactLogFileIfNeeded(file);
+  const std::string content = readFile(file);
+  EXPECT_FALSE(fs::exists(beside));
+
+  const std::string later = "a later line\n";
+  const std::string zeros(content.size(), '\0');
+  const std::string half = content.substr(0, content.size() / 2) + zeros.substr(content.size() / 2);
+  const std::vector<KilledCompaction> kills = {{"truncated", ""},
+                                               {"extended", zeros},
+                                               {"half written", half},
+                                               {"written", content}};
+  for (const auto& [step, present] : kills) {
+    for (const std::string& appended : {std::string(), later}) {
+      writeFile(beside, content);
+      writeFile(file, present + appended);
+      EXPECT_EQ(LogFile::compactLogFileIfNeeded(file), std::nullopt);
+      EXPECT_TRUE(readFile(file) == content + appended) << step;
+      EXPECT_FALSE(fs::exists(beside));
+    }
+  }
+}
+
+TEST_F(LogFileTest, aCompactionThatWasKilledBeforeTheOldContentWentBeginsAnew) {
+  const std::string oldContent = linesOfSize(LogFile::sizeLimit);
+  const fs::path file = root / "a.log", beside = root / "a.log.compacting";
+  writeFile(file, oldContent);
+  LogFile::compactLogFileIfNeeded(file);
+  writeFile(beside, readFile(file));
+  writeFile(file, oldContent + "a later line\n");
+  EXPECT_EQ(LogFile::compactLogFileIfNeeded(file), std::nullopt);
+  EXPECT_THAT(readFile(file), EndsWith("a later line\n"));
+  EXPECT_EQ(countOf(readFile(file), "event=log_compacted"), 1);
+  EXPECT_FALSE(fs::exists(beside));
+}
+
 TEST_F(LogFileTest, aFailedCompactionAnswersTheErrorNumber) {
   writeFile(root / "a.log", linesOfSize(LogFile::sizeLimit));
   const pid_t child = fork();
