@@ -8,6 +8,10 @@ namespace {
 constexpr const char* mayHaveHappened =
     " If it was an action, call get_app_state to see whether it happened before you repeat it.";
 
+constexpr const char* notTrusted =
+    "the runtime does not accept requests from this program. If Tavik Computer Use was updated meanwhile, ask the "
+    "user to restart the host; otherwise to run \"TavikComputerUseBridge doctor\".";
+
 std::string withDetail(std::string words, std::string detail) {
   if (detail.ends_with('.')) detail.pop_back();
   return detail.empty() ? words : words + " (" + detail + ")";
@@ -17,8 +21,7 @@ std::string describeErrorNumber(const RequestReply& reply) {
   using Number = ComputerUseIPCErrorNumber;
   switch (static_cast<Number>(reply.errorNumber)) {
     case Number::authorizationFailed:
-      return "the runtime does not accept requests from this program. Ask the user to run "
-             "\"TavikComputerUseBridge doctor\".";
+      return notTrusted;
     case Number::uiElementError:
       return "the application did not let its elements be read. Call get_app_state again.";
     case Number::bundleIdLookupError:
@@ -34,6 +37,7 @@ std::string describeErrorNumber(const RequestReply& reply) {
     case Number::rateLimited:
       return "too many requests are in progress. Wait for one to finish, then call again.";
     case Number::unknown:
+      if (reply.errorString.find("AuthorizationError") != std::string::npos) return notTrusted;
       break;
   }
   return withDetail("the runtime could not do the request", reply.errorString);
