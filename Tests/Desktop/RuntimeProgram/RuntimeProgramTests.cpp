@@ -16,6 +16,7 @@
 #include "ChildProcess.h"
 #include "ComputerUseContracts/HealthRecords.h"
 #include "ComputerUseContracts/ToolRequests.h"
+#include "RouterProcess.h"
 
 namespace tavik::test {
 namespace {
@@ -176,6 +177,67 @@ TEST_F(RuntimeProgram, AnswersNonsenseWithItsErrorAndGoesOn) {
     EXPECT_EQ(reply.errorString, "unknown") << type;
   }
   EXPECT_EQ(health().generationID, generation);
+}
+
+TEST_F(RuntimeProgram, AnInterruptEndsItToo) {
+  RuntimeProcess runtime;
+  serve();
+  runtime.signal(SIGINT);
+  EXPECT_EQ(runtime.exitCode(), 0);
+  EXPECT_FALSE(sender.isRuntimeRunning());
+}
+
+TEST_F(RuntimeProgram, SignalledAtAnyMomentOfItsStartItEndsAndLeavesNoName) {
+  for (int delay : {0, 1, 2, 4, 8, 12, 16, 24, 32, 48, 64, 96, 128}) {
+    RuntimeProcess runtime;
+    std::this_thread::sleep_for(std::chrono::milliseconds(delay));
+    runtime.signal(SIGTERM);
+    const std::optional<int> code = runtime.exitCode();
+    EXPECT_TRUE(!code || code == 0) << delay;
+    EXPECT_TRUE(eventually([&] { return !sender.isRuntimeRunning(); })) << delay;
+  }
+  RuntimeProcess next;
+  serve();
+  EXPECT_EQ(health().runtimePID, next.pid());
+}
+
+TEST_F(RuntimeProgram, OfTwoThatStartAtOnceOneServesAndTheOtherSaysSo) {
+  for (int round = 0; round < 5; ++round) {
+    RuntimeProcess first, second;
+    serve();
+    const pid_t serving = health().runtimePID;
+    ASSERT_TRUE(serving == first.pid() || serving == second.pid());
+    RuntimeProcess& loser = serving == first.pid() ? second : first;
+    RuntimeProcess& winner = serving == first.pid() ? first : second;
+    EXPECT_EQ(loser.exitCode(), 3);
+    EXPECT_EQ(health().runtimePID, serving);
+    winner.signal(SIGTERM);
+    EXPECT_EQ(winner.exitCode(), 0);
+  }
+}
+
+TEST_F(RuntimeProgram, IntroducesItselfToTheHostsRouterAndTakesItsLeave) {
+  RouterProcess router;
+  RuntimeProcess runtime(trustingRuntime(), {"TAVIK_HOME=" + router.home().string()});
+  serve();
+  EXPECT_TRUE(eventually([&] { return router.count("heard thread-stream-following-status-requested") == 1; }));
+  EXPECT_EQ(router.count("clients"), 1);
+  router.tell("close");
+  EXPECT_TRUE(eventually([&] { return router.count("heard thread-stream-following-status-requested") == 2; }));
+  runtime.signal(SIGTERM);
+  EXPECT_EQ(runtime.exitCode(), 0);
+  EXPECT_TRUE(eventually([&] { return router.count("clients") == 0; }));
+}
+
+TEST_F(RuntimeProgram, WithoutADisplayItServesAndSaysWhatIsMissing) {
+  RuntimeProcess runtime(trustingRuntime(), {"-u", "DISPLAY"});
+  serve();
+  const RequestReply reply = send(ComputerUseIPCAppGetStateRequest::requestType, R"({"app":"x"})");
+  const auto result = decodeRecord<ComputerUseIPCToolResultResponse>(reply.directObject.value());
+  EXPECT_TRUE(result.isError);
+  EXPECT_THAT(result.content.at(0).text.value(),
+              testing::StartsWith("Computer Use permissions are not granted. The X display does not let windows be captured;"));
+  EXPECT_EQ(send(ComputerUseIPCListAppsRequest::requestType, "{}").errorNumber, 0);
 }
 
 class RuntimeProgramWithAHungApplication : public RuntimeProgram {
