@@ -1,13 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <thread>
 
@@ -17,75 +12,13 @@
 #include "ComputerUseContracts/HealthRecords.h"
 #include "ComputerUseContracts/ToolRequests.h"
 #include "RouterProcess.h"
+#include "RuntimeProcess.h"
 
 namespace tavik::test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::seconds;
-
-namespace fs = std::filesystem;
-
-/// A folder with a runtime of its own, whose properties let this test in.
-class TrustingInstallation {
- public:
-  TrustingInstallation() {
-    std::string pattern = fs::temp_directory_path() / "tavik-runtime.XXXXXX";
-    folder_ = mkdtemp(pattern.data());
-    fs::copy_file(RuntimeLauncher::siblingRuntime(), runtime());
-    std::ofstream(folder_ / "TavikComputerUse.json")
-        << R"({"TavikComputerUseEnforceSenderAuthorization": false})";
-  }
-  ~TrustingInstallation() { fs::remove_all(folder_); }
-  TrustingInstallation(const TrustingInstallation&) = delete;
-  TrustingInstallation& operator=(const TrustingInstallation&) = delete;
-
-  fs::path runtime() const { return folder_ / "TavikComputerUseRuntime"; }
-
- private:
-  fs::path folder_;
-};
-
-const fs::path& trustingRuntime() {
-  static const TrustingInstallation installation;
-  static const fs::path program = installation.runtime();
-  return program;
-}
-
-/// A runtime that this test started. It is killed with the object unless it ended.
-class RuntimeProcess {
- public:
-  explicit RuntimeProcess(const fs::path& program = trustingRuntime(),
-                          const std::vector<std::string>& environmentChanges = {}) {
-    std::vector<std::string> command{"env"};
-    command.insert(command.end(), environmentChanges.begin(), environmentChanges.end());
-    command.push_back(program);
-    std::vector<char*> arguments;
-    for (std::string& word : command) arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    if (posix_spawnp(&pid_, "env", nullptr, nullptr, arguments.data(), environ) != 0) pid_ = 0;
-  }
-  ~RuntimeProcess() {
-    if (pid_ == 0) return;
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-  }
-  RuntimeProcess(const RuntimeProcess&) = delete;
-  RuntimeProcess& operator=(const RuntimeProcess&) = delete;
-
-  pid_t pid() const { return pid_; }
-  void signal(int number) const { kill(pid_, number); }
-  /// Waits for its end. Absent when a signal ended it.
-  std::optional<int> exitCode() {
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    pid_ = 0;
-    return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
-  }
-
- private:
-  pid_t pid_ = 0;
-};
 
 class RuntimeProgram : public testing::Test {
  protected:
