@@ -162,6 +162,7 @@ void ComputerUseRuntimeApplicationDelegate::applicationWillTerminate() {
   computerUseTurnLifecycleObserver_.stop();
   hostCoordinationRouterClient_.stop();
   turnLifecycleCoordinator_.stop();
+  permissionFlow_.stop();
   permissionGate_.cancelPendingWaits();
   terminationSignalSources_.clear();
   TavikComputerUseLogger::info(LogCategory::lifecycle, "runtime_terminating");

@@ -76,13 +76,14 @@ struct Runtime {
                                                  [this] { terminate(); }};
 
   int run() {
-    bool isServing = false;
+    // Stays so when a signal ends the process before it begins.
+    bool isRefused = false;
     mainQueue.async([&] {
-      isServing = delegate.applicationDidFinishLaunching();
-      if (!isServing) mainQueue.quit();
+      isRefused = !delegate.applicationDidFinishLaunching();
+      if (isRefused) mainQueue.quit();
     });
     mainQueue.run();
-    return isServing ? endedWell : whyNotServing();
+    return isRefused ? whyNotServing() : endedWell;
   }
 
  private:

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <set>
 
 #include "Base/JSON/Record.h"
 #include "ComputerUseContracts/ToolRequests.h"
@@ -289,7 +290,13 @@ TEST(ComputerUseRuntimeApplicationDelegate, anOpenPermissionsWindowKeepsItAliveF
     EXPECT_THAT(desk.terminations, ElementsAre(630));
     EXPECT_FALSE(desk.desktop.userInterface().isPermissionsWindowOpen());
     EXPECT_TRUE(request.isAnswered());
-    for (const auto& record : desk.log.records("shutdown_deferred")) EXPECT_EQ(record.requestID, "");
+    std::multiset<std::string> triggers;
+    for (const auto& record : desk.log.records("shutdown_deferred")) {
+      EXPECT_EQ(record.requestID, "");
+      triggers.insert(record.fields.at("trigger"));
+    }
+    EXPECT_EQ(triggers.count("idle_timeout"), 1u) << "300 seconds after the request had left the gate";
+    EXPECT_EQ(triggers.count("no_active_client"), 5u) << "at 90 the client counts as alive";
   });
 }
 
@@ -316,6 +323,33 @@ TEST(ComputerUseRuntimeApplicationDelegate, itsEndCancelsAppshotsAndWaitsForNobo
     EXPECT_THAT(desk.appshots.calls(), ElementsAre("cancel all", "cancel all"));
     EXPECT_EQ(desk.log.count("pending_waits_cancelled"), 1u);
     EXPECT_EQ(desk.elapsed(), 5);
+  });
+}
+
+TEST(ComputerUseRuntimeApplicationDelegate, aSecondSignalIsSilentAlsoWhenTheFirstHasNotEndedItYet) {
+  onLaunchedDesk([](RuntimeDesk& desk) {
+    desk.endsAtOnce = false;
+    desk.raise(SIGTERM);
+    desk.raise(SIGTERM);
+    desk.raise(SIGINT);
+    EXPECT_EQ(desk.log.count("signal_received"), 1u);
+    EXPECT_EQ(desk.terminations.size(), 1u);
+  });
+}
+
+TEST(ComputerUseRuntimeApplicationDelegate, itsEndTakesLeaveOfTheHostAndHidesNothingLater) {
+  onDesk([](RuntimeDesk& desk) {
+    desk.desktop.sockets().listen(desk.routerSocket());
+    ASSERT_TRUE(desk.launch());
+    ScriptedRouter router(desk.desktop.sockets().accept(desk.routerSocket()));
+    router.answerInitialize("runtime-1");
+    router.receive();
+    desk.send(getState, R"({"app":"Nowhere"})").reply();
+    desk.raise(SIGTERM);
+    EXPECT_FALSE(router.receive());
+    desk.scheduler.sleep(seconds(60));
+    EXPECT_EQ(desk.log.count("computer_use_presentation_suspended"), 0u);
+    EXPECT_EQ(desk.desktop.sockets().connectionAttempts(), 1);
   });
 }
 

@@ -44,6 +44,8 @@ struct RuntimeDesk {
   ScriptedEventStream eventStream;
   ScriptedAppshots appshots;
   std::vector<double> terminations;
+  /// Whether the application ends as soon as it is asked to.
+  bool endsAtOnce = true;
   const MonotonicTime start = scheduler.now();
   ComputerUseRuntimeApplicationDelegate delegate{
       scheduler,
@@ -60,7 +62,7 @@ struct RuntimeDesk {
       [this] {
         EXPECT_TRUE(mainQueue.isCurrent());
         terminations.push_back(elapsed());
-        delegate.applicationWillTerminate();
+        if (endsAtOnce) delegate.applicationWillTerminate();
       }};
   ServedMainQueue main{scheduler, mainQueue};
 

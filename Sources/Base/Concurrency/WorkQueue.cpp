@@ -54,7 +54,8 @@ void WorkQueue::wake() {
 
 bool WorkQueue::isCurrent() const {
   MutexLock lock(mutex_);
-  return server_ && server_.get() == TaskRecord::currentOrNull();
+  const TaskRecord* current = TaskRecord::currentOrNull();
+  return current && (server_.get() == current || runnerAfterStop_.get() == current);
 }
 
 namespace {
@@ -81,7 +82,22 @@ void WorkQueue::syncErased(const std::function<void()>& body) {
       work->ran.fail(std::current_exception());
     }
   });
-  if (!ran.wait("work on a queue")) body();
+  if (!ran.wait("work on a queue")) runAfterStop(body);
+}
+
+void WorkQueue::runAfterStop(const std::function<void()>& body) {
+  std::lock_guard turn(afterStop_);
+  struct Runner {
+    WorkQueue& queue;
+    explicit Runner(WorkQueue& queue) : queue(queue) { queue.setRunnerAfterStop(TaskRecord::current()); }
+    ~Runner() { queue.setRunnerAfterStop(nullptr); }
+  } runner(*this);
+  body();
+}
+
+void WorkQueue::setRunnerAfterStop(std::shared_ptr<TaskRecord> runner) {
+  MutexLock lock(mutex_);
+  runnerAfterStop_.swap(runner);
 }
 
 std::shared_ptr<WorkItem::State> WorkQueue::nextReady(std::optional<MonotonicTime>& deadline) {

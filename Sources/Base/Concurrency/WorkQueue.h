@@ -10,6 +10,7 @@
 #include "Base/Concurrency/Completion.h"
 #include "Base/Concurrency/Mutex.h"
 #include "Base/Concurrency/Scheduler.h"
+#include "Base/Concurrency/TurnLock.h"
 
 namespace tavik {
 
@@ -45,7 +46,7 @@ class WorkQueue {
 
   /// Runs the work on the queue and waits for it; in place when the caller is on
   /// the queue. Carries the caller's request identifier and its exceptions. After
-  /// the queue stopped the work runs in place.
+  /// the queue stopped the work runs in place, still one piece at a time.
   template <class Body>
   auto sync(Body body) -> decltype(body());
 
@@ -53,7 +54,8 @@ class WorkQueue {
   bool isCurrent() const;
 
  protected:
-  WorkQueue(Scheduler& scheduler, std::string name) : scheduler_(scheduler), name_(std::move(name)) {}
+  WorkQueue(Scheduler& scheduler, std::string name)
+      : scheduler_(scheduler), name_(std::move(name)), afterStop_(scheduler) {}
 
   /// Serves the queue on the calling thread until `stop`.
   void serve();
@@ -64,6 +66,8 @@ class WorkQueue {
 
  private:
   void syncErased(const std::function<void()>& body);
+  void runAfterStop(const std::function<void()>& body);
+  void setRunnerAfterStop(std::shared_ptr<TaskRecord> runner);
   std::shared_ptr<WorkItem::State> nextReady(std::optional<MonotonicTime>& deadline);
   void wake();
 
@@ -72,6 +76,8 @@ class WorkQueue {
   std::deque<std::shared_ptr<WorkItem::State>> ready_;
   std::multimap<MonotonicTime, std::shared_ptr<WorkItem::State>> delayed_;
   std::shared_ptr<TaskRecord> server_;
+  TurnLock afterStop_;
+  std::shared_ptr<TaskRecord> runnerAfterStop_;
 };
 
 /// A queue with a task of its own. Destroying it drops what has not begun and

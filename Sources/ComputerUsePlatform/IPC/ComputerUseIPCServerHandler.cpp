@@ -164,12 +164,13 @@ Bytes ComputerUseIPCServerHandler::withRequestTimeout(double timeoutSeconds, con
   });
   WorkItem timer = after(std::max(timeoutSeconds, 0.0), [=] {
     if (!state->claim()) return;
+    // At once, so that nothing more is begun for an answer that comes too late.
+    operationTask.cancel();
     TavikComputerUseLogger::error(
         LogCategory::ipc, "request_timeout",
         {{"requestType", requestType}, {"timeoutMs", static_cast<std::int64_t>(timeoutSeconds * 1000)}});
     continuation.fail(ComputerUseIPCError(ComputerUseIPCError::Case::timeout));
     if (onTimeout) onTimeout();
-    operationTask.cancel();
   });
 
   const TimerEnd timerEnd{timer};

@@ -112,8 +112,12 @@ UUID HostCoordinationRouterClient::registerBroadcastHandler(const std::string& m
 }
 
 void HostCoordinationRouterClient::unregisterBroadcastHandler(const UUID& id) {
+  // Dropped without the lock: what a handler holds may call the client as it goes.
+  std::vector<BroadcastHandler> dropped;
   MutexLock lock(stateLock_);
-  for (auto& [key, handlers] : broadcastHandlers_) handlers.erase(id);
+  for (auto& [key, handlers] : broadcastHandlers_) {
+    if (auto entry = handlers.extract(id)) dropped.push_back(std::move(entry.mapped()));
+  }
   std::erase_if(broadcastHandlers_, [](const auto& entry) { return entry.second.empty(); });
 }
 
@@ -125,8 +129,9 @@ UUID HostCoordinationRouterClient::registerConnectionHandler(ConnectionHandler h
 }
 
 void HostCoordinationRouterClient::unregisterConnectionHandler(const UUID& id) {
+  ConnectionHandler dropped;
   MutexLock lock(stateLock_);
-  connectionHandlers_.erase(id);
+  if (auto entry = connectionHandlers_.extract(id)) dropped = std::move(entry.mapped());
 }
 
 void HostCoordinationRouterClient::connectionLoop(std::uint64_t workerGeneration) {
@@ -306,6 +311,7 @@ HostCoordinationJSONValue HostCoordinationRouterClient::sendRequest(const std::s
                                                                     std::int64_t version,
                                                                     const HostCoordinationJSONValue& params,
                                                                     std::int64_t timeoutMilliseconds) {
+  if (isWorker()) failContract("a handler of the Router's client waits for an answer that only its worker can read");
   const ConnectionIdentity identity = requireIdentity();
   const std::string requestID = UUID::make().string();
   const JSON envelope = wire::request({.requestID = requestID,
@@ -332,6 +338,11 @@ HostCoordinationJSONValue HostCoordinationRouterClient::sendRequest(const std::s
     }
   })};
   return complete.wait("the answer of the Router");
+}
+
+bool HostCoordinationRouterClient::isWorker() const {
+  MutexLock lock(stateLock_);
+  return worker_ && worker_.isCurrent();
 }
 
 auto HostCoordinationRouterClient::takePending(const std::string& requestID) -> std::optional<PendingRequest> {

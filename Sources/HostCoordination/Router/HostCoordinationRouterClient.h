@@ -31,7 +31,7 @@ struct RouterClientOptions {
 /// there: connects, introduces itself, hands on what comes, and begins anew when the
 /// connection is lost, until `stop`.
 ///
-/// Operations may be called from any thread, handlers included. Handlers run on the
+/// Operations may be called from any thread, most also from handlers. Handlers run on the
 /// client's own worker without any lock held; a slow one delays all that follows.
 /// Destroying the client stops it and waits for its worker, so not from a handler.
 class HostCoordinationRouterClient {
@@ -63,7 +63,8 @@ class HostCoordinationRouterClient {
   /// `disconnected` or `HostCoordinationTransportError`.
   void sendBroadcast(const std::string& method, std::int64_t version, const HostCoordinationJSONValue& params,
                      const std::optional<std::vector<std::string>>& targetClientIDs = std::nullopt);
-  /// Blocks for the Router's answer; cancellation does not end that. Throws
+  /// Blocks for the Router's answer, so not from a handler, which the answer would have
+  /// to wait for; cancellation does not end that. Throws
   /// `HostCoordinationRouterError` or `HostCoordinationTransportError`.
   HostCoordinationJSONValue sendRequest(const std::string& method, std::int64_t version,
                                         const HostCoordinationJSONValue& params,
@@ -98,6 +99,7 @@ class HostCoordinationRouterClient {
                        std::optional<std::string>& lastLoggedReason);
   std::optional<std::uint64_t> connectUnlessSuperseded(std::uint64_t workerGeneration);
   bool isCurrent(std::uint64_t workerGeneration) const;
+  bool isWorker() const;
   std::string initializeConnection(std::uint64_t generation);
   ParsedJSON awaitInitializeResponse(std::uint64_t generation, const std::string& requestID);
   void setConnectedIdentity(std::uint64_t workerGeneration, ConnectionIdentity identity);

@@ -45,11 +45,12 @@ Outcome ComputerUseRuntimePermissionGate::awaitGrant() {
 
   const MonotonicTime began = scheduler_.now();
   const Outcome outcome = start == Start::noWindow ? Outcome::notGranted : race(generation);
+  const double duration = inSeconds(scheduler_.now() - began);
   mainQueue_.sync([&] {
     TavikComputerUseLogger::info(
         LogCategory::permissions, "permission_gate_finished",
         {{"outcome", textOf(outcome)},
-         {"duration", fmt::format("{} seconds", inSeconds(scheduler_.now() - began))},
+         {"duration", fmt::format("{} seconds", duration)},
          {"permissionSummary", permissionState_.diagnosticSummary()}});
   });
   return outcome;

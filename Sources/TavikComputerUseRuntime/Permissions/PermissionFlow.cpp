@@ -24,7 +24,7 @@ bool PermissionFlow::showPermissionsWindow(const std::string& source, bool force
   TavikComputerUseLogger::info(
       LogCategory::permissions, "permission_window_requested",
       {{"source", source}, {"permissionSummary", permissionState_.diagnosticSummary()}});
-  if (!userInterface_.hasPermissionsWindow()) return false;
+  if (isStopped_ || !userInterface_.hasPermissionsWindow()) return false;
   beginPermissionFlowIfNeeded(source);
   if (permissionsWindow_) {
     const PresentationMode mode = existingPermissionsWindowPresentationMode(forceActivation);

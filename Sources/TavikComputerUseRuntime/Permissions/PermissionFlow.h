@@ -41,6 +41,9 @@ class PermissionFlow {
   void permissionsChanged(const ComputerUseRuntimePermissionState::Grants& before,
                           const ComputerUseRuntimePermissionState::Grants& after);
 
+  /// The process ends: from now on nothing is shown.
+  void stop() { isStopped_ = true; }
+
   /// Whether the process has to live on although its time is over: the user may be
   /// about to finish. `trigger` names the timer that asks.
   bool shouldDeferShutdown(const std::string& trigger);
@@ -59,6 +62,7 @@ class PermissionFlow {
   ComputerUseRuntimePermissionState& permissionState_;
   const std::function<void()> userClosedWindow_;
 
+  bool isStopped_ = false;
   bool permissionFlowActive_ = false;
   std::optional<MonotonicTime> permissionFlowStartedAt_;
   int permissionWindowAutomaticRaiseCount_ = 0;

@@ -25,7 +25,8 @@ class EventStreamControl {
   /// Of the recording that runs, or of the last one.
   virtual Status status() = 0;
   virtual Status stop(ComputerUseIPCEventStreamEndReason reason) = 0;
-  /// The handler is told of each change, on any thread.
+  /// The handler is told of each change, on any thread. Returns when no call of the
+  /// one before is under way.
   virtual void setStatusChangeHandler(StatusChangeHandler handler) = 0;
 };
 

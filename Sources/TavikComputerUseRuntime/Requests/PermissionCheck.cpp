@@ -37,12 +37,13 @@ bool PermissionCheck::isNeededFor(const std::string& requestType) {
          requestType == ComputerUseIPCEventStreamStartRequest::requestType;
 }
 
-std::optional<ToolResult> PermissionCheck::pass(const std::string& requestType, std::int32_t senderPID) {
+std::optional<ToolResult> PermissionCheck::refusal(ComputerUseRuntimePermissionGateOutcome outcome,
+                                                   const std::string& requestType, std::int32_t senderPID) {
   using Outcome = ComputerUseRuntimePermissionGateOutcome;
-  switch (gate_.awaitGrant()) {
+  switch (outcome) {
     case Outcome::granted:
       logGate(LogLevel::debug, requestType, senderPID, "granted", "continue");
-      mainQueue_.async([&flow = flow_] { flow.dismissPermissionUIIfNeeded(); });
+      mainQueue_.sync([this] { flow_.dismissPermissionUIIfNeeded(); });
       return std::nullopt;
     case Outcome::pending:
       logGate(LogLevel::warning, requestType, senderPID, "pending", "return_pending");

@@ -28,8 +28,12 @@ class PermissionCheck {
 
   static bool isNeededFor(const std::string& requestType);
 
-  /// Waits at the gate. Nothing when the request may go on, else what it is answered.
-  std::optional<ToolResult> pass(const std::string& requestType, std::int32_t senderPID);
+  /// Waits at the gate, for up to 100 seconds.
+  ComputerUseRuntimePermissionGateOutcome awaitGrant() { return gate_.awaitGrant(); }
+  /// Nothing when the outcome lets the request go on, whose window then has gone, else
+  /// what it is answered.
+  std::optional<ToolResult> refusal(ComputerUseRuntimePermissionGateOutcome outcome,
+                                    const std::string& requestType, std::int32_t senderPID);
 
   /// A result that tells of a refused capture changes what is known of the permissions
   /// and shows the window; it goes to the client all the same.

@@ -53,10 +53,12 @@ Bytes RuntimeRequestHandler::handle(const std::string& requestType, const Bytes&
                                  {{"requestType", requestType}, {"senderPid", senderPID}});
   }
   if (PermissionCheck::isNeededFor(requestType)) {
-    const auto refusal = workers_.permissions.pass(requestType, senderPID);
+    const auto outcome = workers_.permissions.awaitGrant();
     // The time at the gate was the user's, not an idle one.
     lifetime_.scheduleIdleTimeout();
-    if (refusal) return encodedToolResult(*refusal);
+    if (const auto refusal = workers_.permissions.refusal(outcome, requestType, senderPID)) {
+      return encodedToolResult(*refusal);
+    }
   }
   return answerInTime(requestType, requestData, isLogged);
 }

@@ -7,6 +7,27 @@
 
 namespace tavik {
 
+namespace {
+
+/// The work in the name of the present request, if there is one.
+std::function<void()> inTheNameOfThePresentRequest(std::function<void()> work) {
+  return [requestID = TaskRecord::requestID(), work = std::move(work)] {
+    RequestIDScope inherited(requestID);
+    work();
+  };
+}
+
+/// Whatever becomes of what a person sees, requests are counted and served.
+void present(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const std::exception& error) {
+    TavikComputerUseLogger::error(LogCategory::lifecycle, "computer_use_presentation_failed", {{"error", error}});
+  }
+}
+
+}  // namespace
+
 ComputerUseTurnLifecycleCoordinator::ComputerUseTurnLifecycleCoordinator(Scheduler& scheduler,
                                                                          TurnPresentation presentation)
     : presentation_(std::move(presentation)), queue_(scheduler, "turn lifecycle") {}
@@ -33,7 +54,7 @@ void ComputerUseTurnLifecycleCoordinator::resumeIfSuspended() {
     MutexLock lock(mutex_);
     if (!std::exchange(presentationIsSuspended_, false)) return;
   }
-  presentation_.resume();
+  present(presentation_.resume);
 }
 
 /// With several active the binding stays as it is: nobody can tell them apart.
@@ -50,7 +71,7 @@ void ComputerUseTurnLifecycleCoordinator::toolRequestFinished() {
     turnEnded = pendingMatchedTurnEnd_;
     if (!turnEnded) scheduleFallbackLocked();
   }
-  if (turnEnded) queue_.async([this] { performAuthoritativeCleanup("ipc_turn_ended"); });
+  if (turnEnded) queue_.async(inTheNameOfThePresentRequest([this] { performAuthoritativeCleanup("ipc_turn_ended"); }));
 }
 
 void ComputerUseTurnLifecycleCoordinator::hostConversationStateChanged(
@@ -75,9 +96,10 @@ void ComputerUseTurnLifecycleCoordinator::hostConversationStateChanged(
 void ComputerUseTurnLifecycleCoordinator::scheduleFallbackLocked() {
   fallback_.cancel();
   if (stopped_) return;
-  fallback_ = queue_.asyncAfter(Duration(fallbackTimeoutNanoseconds), [this, generation = activityGeneration_] {
-    performPresentationSuspension(generation);
-  });
+  fallback_ = queue_.asyncAfter(Duration(fallbackTimeoutNanoseconds),
+                                inTheNameOfThePresentRequest([this, generation = activityGeneration_] {
+                                  performPresentationSuspension(generation);
+                                }));
 }
 
 void ComputerUseTurnLifecycleCoordinator::performPresentationSuspension(std::uint64_t generation) {
@@ -88,7 +110,7 @@ void ComputerUseTurnLifecycleCoordinator::performPresentationSuspension(std::uin
   }
   TavikComputerUseLogger::info(LogCategory::lifecycle, "computer_use_presentation_suspended",
                                {{"reason", "turn_end_timeout"}});
-  presentation_.suspend();
+  present(presentation_.suspend);
 }
 
 void ComputerUseTurnLifecycleCoordinator::performAuthoritativeCleanup(const char* reason) {
@@ -107,7 +129,7 @@ void ComputerUseTurnLifecycleCoordinator::performAuthoritativeCleanup(const char
     presentationIsSuspended_ = false;
   }
   TavikComputerUseLogger::info(LogCategory::lifecycle, "computer_use_turn_deactivated", {{"reason", reason}});
-  presentation_.authoritativeCleanup();
+  present(presentation_.authoritativeCleanup);
 }
 
 void ComputerUseTurnLifecycleCoordinator::stop() {

@@ -12,7 +12,8 @@
 namespace tavik {
 
 /// Listens on the Router for the beginning and the end of conversation turns, and
-/// asks the host, after each connection, which conversations are followed. Any thread.
+/// asks the host, after each connection, which conversations are followed.
+/// Belongs to the main thread.
 class ComputerUseTurnLifecycleObserver {
  public:
   /// Called on the Router client's worker; must not wait.

@@ -98,5 +98,32 @@ TEST(TaskLocal, theRequestIdentifierFollowsStartedTasksAndEndsWithItsScope) {
   });
 }
 
+TEST(WorkQueue, afterItStoppedWorkStillRunsOnePieceAtATimeAndMayRunMore) {
+  exploreSeeds(200, [](SimulatedScheduler& scheduler) {
+    scheduler.run([&] {
+      MainQueue queue(scheduler);
+      Task main = scheduler.start("main", [&] { queue.run(); });
+      int running = 0, ran = 0;
+      std::vector<Task> tasks;
+      for (int i = 0; i < 3; ++i) {
+        tasks.push_back(scheduler.start("caller", [&] {
+          queue.sync([&] {
+            EXPECT_EQ(++running, 1);
+            EXPECT_TRUE(queue.isCurrent());
+            scheduler.sleep(milliseconds(1));
+            queue.sync([&] { ++ran; });
+            --running;
+          });
+        }));
+      }
+      scheduler.yield();
+      queue.async([&] { queue.quit(); });
+      for (const Task& task : tasks) task.join();
+      main.join();
+      EXPECT_EQ(ran, 3);
+    });
+  });
+}
+
 }  // namespace
 }  // namespace tavik

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <limits>
 
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "HostCoordination/Router/HostCoordinationRouterError.h"
@@ -551,6 +552,51 @@ TEST(HostCoordinationRouterError, saysEachCaseInItsWords) {
   EXPECT_EQ(HostCoordinationRouterError(Case::initializeTimedOut).description(), "Host coordination initialize request timed out");
   EXPECT_EQ(HostCoordinationRouterError(Case::invalidInitializeResponse).description(), "Host coordination initialize response is invalid");
   EXPECT_EQ(HostCoordinationRouterError(Case::requestTimedOut).description(), "Host coordination request timed out");
+}
+
+TEST(HostCoordinationRouterClient, aLengthOfNothingIsALostConnection) {
+  withClient([](Coordination& c) {
+    ScriptedRouter router = c.connect();
+    router.sendBytes({0, 0, 0, 0});
+    EXPECT_FALSE(router.receive());
+    ScriptedRouter::welcome(c.sockets);
+    EXPECT_EQ(c.elapsed(), 1);
+    EXPECT_THAT(c.reasons(), ElementsAre("invalid_frame"));
+  });
+}
+
+TEST(HostCoordinationRouterClient, stoppedDuringTheIntroductionItSaysNothing) {
+  withClient([](Coordination& c) {
+    c.client.start();
+    ScriptedRouter router = ScriptedRouter::accept(c.sockets);
+    router.receive();
+    c.client.stop();
+    EXPECT_FALSE(router.receive());
+    c.scheduler.sleep(seconds(20));
+    EXPECT_THAT(c.log.events(), IsEmpty());
+    EXPECT_EQ(c.sockets.connectionAttempts(), 1);
+  });
+}
+
+TEST(HostCoordinationRouterClient, aBroadcastHandlerMayStopTheClient) {
+  withClient([](Coordination& c) {
+    c.client.registerBroadcastHandler("m", 1, [&](const HostCoordinationBroadcast&) { c.client.stop(); });
+    ScriptedRouter router = c.connect();
+    router.send({{"type", "broadcast"}, {"method", "m"}, {"version", 1}, {"params", nullptr}});
+    EXPECT_FALSE(router.receive());
+    c.scheduler.settle();
+    EXPECT_EQ(c.scheduler.unfinishedTaskCount(), 2u);
+  });
+}
+
+TEST(HostCoordinationRouterClient, aRequestThatCannotBeWrittenFailsWithThatErrorAndIsForgotten) {
+  withClient([](Coordination& c) {
+    ScriptedRouter router = c.connect();
+    const Value tooDeep(std::numeric_limits<double>::infinity());
+    EXPECT_THROW(c.client.sendRequest("m", 1, tooDeep, 1000), EncodingError);
+    EXPECT_EQ(c.client.pendingRequestCount(), 0u);
+    EXPECT_TRUE(c.client.isConnected());
+  });
 }
 
 }  // namespace

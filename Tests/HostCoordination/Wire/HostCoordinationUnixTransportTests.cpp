@@ -306,5 +306,80 @@ TEST(HostCoordinationTransportError, saysEachCaseInItsWords) {
   }
 }
 
+/// A socket that gives what a test says, one answer a call.
+class ScriptedSocket : public LocalSocket {
+ public:
+  explicit ScriptedSocket(std::vector<SocketTransfer> writes, Bytes incoming)
+      : writes_(std::move(writes)), incoming_(std::move(incoming)) {}
+  SocketTransfer read(std::span<std::uint8_t> into) override {
+    if (std::exchange(interrupted_, !interrupted_)) return {0, EINTR};
+    if (incoming_.empty()) return {0, ECONNRESET};
+    into[0] = incoming_.front();
+    incoming_.erase(incoming_.begin());
+    return {1, 0};
+  }
+  SocketTransfer write(std::span<const std::uint8_t> bytes) override {
+    if (writes_.empty()) return {bytes.size(), 0};
+    const SocketTransfer next = writes_.front();
+    writes_.erase(writes_.begin());
+    return next;
+  }
+  void shutdown() override {}
+
+ private:
+  bool interrupted_ = true;
+  std::vector<SocketTransfer> writes_;
+  Bytes incoming_;
+};
+
+class ScriptedSockets : public LocalSocketPort {
+ public:
+  std::vector<SocketTransfer> writes;
+  Bytes incoming;
+  Connection connect(const std::string&) override { return {std::make_unique<ScriptedSocket>(writes, incoming), 0}; }
+};
+
+std::string writeFailure(std::vector<SocketTransfer> writes) {
+  SimulatedScheduler scheduler;
+  std::string reason;
+  scheduler.run([&] {
+    ScriptedSockets sockets;
+    sockets.writes = std::move(writes);
+    HostCoordinationUnixTransport transport(scheduler, sockets, routerPath);
+    transport.connect();
+    try {
+      transport.writeFrame({{"a", 1}});
+    } catch (const HostCoordinationTransportError& error) {
+      reason = error.diagnosticReason();
+    }
+  });
+  return reason;
+}
+
+TEST(HostCoordinationUnixTransport, anInterruptedCallIsMadeAgainAndAnyOtherFailureIsTheSystems) {
+  EXPECT_EQ(writeFailure({{0, EINTR}, {2, 0}, {0, EINTR}}), "");
+  EXPECT_EQ(writeFailure({{0, EPIPE}}), "system_error_" + std::to_string(EPIPE));
+  EXPECT_EQ(writeFailure({{3, 0}, {0, 0}}), "system_error_0");
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    ScriptedSockets sockets;
+    sockets.incoming = frameOf(R"({"n":1})");
+    HostCoordinationUnixTransport transport(scheduler, sockets, routerPath);
+    transport.connect();
+    EXPECT_EQ(transport.readFrame()["n"], 1);
+    EXPECT_EQ(failureOf([&] { transport.readFrame(); }), Case::connectionClosed);
+  });
+}
+
+TEST(HostCoordinationUnixTransport, theLargestLengthIsAccepted) {
+  onWire([](Wire& wire) {
+    std::uint64_t generation;
+    ScriptedRouter router = wire.connect(generation);
+    router.sendBytes({0, 0, 0, 0x10});
+    router.close();
+    EXPECT_EQ(failureOf([&] { wire.transport.readFrame(generation); }), Case::connectionClosed);
+  });
+}
+
 }  // namespace
 }  // namespace tavik

@@ -177,5 +177,27 @@ TEST(ComputerUseRuntimePermissionState, aRefusedCaptureOutweighsTheEvidence) {
   EXPECT_FALSE(desk.state.screenRecordingGranted());
 }
 
+TEST(ComputerUseRuntimePermissionState, aRefusalOfWhatWasNotGrantedPublishesNothing) {
+  PermissionDesk desk;
+  desk.permissions.grantScreenCapture(false);
+  desk.state.refreshNow("start");
+  desk.changes.clear();
+  desk.state.markScreenRecordingDeniedFromCaptureFailure("computerUseTool", std::nullopt);
+  EXPECT_THAT(desk.changes, IsEmpty());
+  EXPECT_EQ(desk.log.only("screen_recording_capture_denied").fields.at("hasErrorDescription"), "false");
+}
+
+TEST(ComputerUseRuntimePermissionState, theSummaryTellsOfTheLastEvidenceAndRequest) {
+  PermissionDesk desk;
+  desk.permissions.grantScreenCapture(false);
+  desk.permissions.answerScreenCaptureRequests(true);
+  desk.state.beginScreenRecordingGrantAfterAcceptedDrag(desk.inside(), "drag");
+  desk.evidence = settingsWindow(desk.screenHeight());
+  desk.state.refreshNow("watcher");
+  EXPECT_THAT(desk.state.diagnosticSummary(),
+              HasSubstr(" title=Privacy & Security lastScreenRequestResult=true lastScreenRequestPreflightBefore=false "
+                        "lastScreenRequestPreflightAfter=false lastScreenRequestDurationMs=0 drag.officialValidationAccepted("));
+}
+
 }  // namespace
 }  // namespace tavik

@@ -605,5 +605,32 @@ TEST(RuntimeRequestHandlerAppshot, requestsGoToTheCaptures) {
   });
 }
 
+TEST(RuntimeRequestHandlerRecordingExploration, consentInTheInstantOfTheTimeOutStartsARecordingOnlyIfItIsAnswered) {
+  int started = 0, late = 0;
+  exploreSeeds(seedCount(2000), [&](SimulatedScheduler& scheduler) {
+    scheduler.run([&] {
+      HandlerDesk desk(scheduler);
+      desk.desktop.userInterface().answerAlerts(0, seconds(30));
+      bool isAnswered = false;
+      try {
+        desk.send<ComputerUseIPCEventStreamStartRequest>("{}");
+        isAnswered = true;
+      } catch (const ComputerUseIPCError&) {
+      }
+      scheduler.sleep(seconds(1));
+      // An answer that was on its way when the time was up may be lost; one that was not
+      // given starts nothing.
+      if (desk.eventStream.calls().empty()) {
+        EXPECT_FALSE(isAnswered);
+        ++late;
+      } else {
+        ++started;
+      }
+    });
+  });
+  EXPECT_GT(started, 0);
+  EXPECT_GT(late, 0);
+}
+
 }  // namespace
 }  // namespace tavik

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/SeedCount.h"
@@ -259,6 +261,57 @@ TEST(ComputerUseTurnLifecycleCoordinatorExploration, whateverMeetsNothingIsReset
   EXPECT_GT(cleanUps, 0);
   EXPECT_GT(suspensions, 0);
   EXPECT_GT(resumptions, 0);
+}
+
+TEST(ComputerUseTurnLifecycleCoordinator, aCleanUpThatARequestOvertakesWaitsForIt) {
+  inTurn([](Turn& turn) {
+    turn.callDuration = seconds(3);
+    turn.activate("c");
+    turn.request();
+    turn.scheduler.sleep(seconds(16));
+    EXPECT_EQ(turn.running, 1) << "it is being hidden";
+    turn.end("c");
+    turn.coordinator.toolRequestStarted();
+    EXPECT_THAT(turn.calls, ElementsAre("suspend", "resume"));
+    turn.coordinator.toolRequestFinished();
+    turn.scheduler.settle();
+    EXPECT_THAT(turn.calls, ElementsAre("suspend", "resume", "clean up"));
+  });
+}
+
+TEST(ComputerUseTurnLifecycleCoordinator, whatARequestSetsGoingIsLoggedInItsName) {
+  inTurn([](Turn& turn) {
+    {
+      RequestIDScope name("r1");
+      turn.request();
+    }
+    turn.scheduler.sleep(seconds(16));
+    EXPECT_EQ(turn.log.only("computer_use_presentation_suspended").requestID, "r1");
+    turn.activate("c");
+    {
+      RequestIDScope name("r2");
+      turn.coordinator.toolRequestStarted();
+      turn.end("c");
+      turn.coordinator.toolRequestFinished();
+    }
+    turn.scheduler.settle();
+    EXPECT_EQ(turn.log.only("computer_use_turn_deactivated").requestID, "r2");
+  });
+}
+
+TEST(ComputerUseTurnLifecycleCoordinator, aPresentationThatFailsCostsNoRequest) {
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    LogCapture log;
+    const auto fail = [] { throw std::runtime_error("no screen"); };
+    ComputerUseTurnLifecycleCoordinator coordinator(scheduler, {.authoritativeCleanup = fail, .suspend = fail, .resume = fail});
+    for (int i = 0; i < 2; ++i) {
+      coordinator.toolRequestStarted();
+      coordinator.toolRequestFinished();
+      scheduler.sleep(seconds(16));
+    }
+    EXPECT_EQ(log.count("computer_use_presentation_failed"), 3u);
+  });
 }
 
 }  // namespace
