@@ -87,7 +87,7 @@ DesktopProbe probeComposite(X11Desktop& desktop) {
   if (!extensions) return wrong(name, "unknown without an X display", "Repair the X display first.");
   if (!extensions->composite) {
     return wrong(name, "the X server has no Composite extension",
-                 "Enable the Composite extension in the X server; without it there are no screenshots.");
+                 "Enable the Composite extension in the X server; without it applications are neither read nor operated.");
   }
   std::string detail = "Composite";
   if (extensions->damage) detail += ", Damage";
@@ -158,6 +158,15 @@ DesktopProbe probeAccessibilityStatus(BusConnection& bus) {
       "(Chromium).");
 }
 
+/// The two that the runtime asks for before it reads or operates an application.
+DesktopProbe probePermissions(const DesktopProbe& accessibilityBus, const DesktopProbe& pictures) {
+  const std::string name = "permissions";
+  const auto granted = [](const DesktopProbe& probe) { return probe.ok ? "granted" : "missing"; };
+  const std::string detail = std::string("accessibility ") + granted(accessibilityBus) + ", window pictures " + granted(pictures);
+  if (accessibilityBus.ok && pictures.ok) return fine(name, detail);
+  return wrong(name, detail, "Repair what is broken above; until then applications are neither read nor operated.");
+}
+
 DesktopProbe probeRuntime(BusConnection& bus) {
   const std::string name = "runtime";
   if (!bus.isConnected())
@@ -179,13 +188,16 @@ DesktopProbe probeRuntime(BusConnection& bus) {
 std::vector<DesktopProbe> diagnoseLinuxDesktop() {
   X11Desktop desktop;
   BusConnection sessionBus(BusConnection::sessionBusAddress());
+  const DesktopProbe pictures = probeComposite(desktop);
+  const DesktopProbe accessibilityBus = probeAccessibilityBus(sessionBus);
   return {probeDisplay(desktop),
           inessential(probeWindowManager(desktop)),
-          inessential(probeComposite(desktop)),
+          pictures,
           inessential(probeInput(desktop)),
           probeSessionBus(sessionBus),
-          probeAccessibilityBus(sessionBus),
+          accessibilityBus,
           inessential(probeAccessibilityStatus(sessionBus)),
+          probePermissions(accessibilityBus, pictures),
           probeRuntime(sessionBus)};
 }
 
