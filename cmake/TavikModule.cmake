@@ -29,30 +29,49 @@ function(tavik_module name)
   endif()
 endfunction()
 
-# tavik_test(NAME [LINKS target...] [LABELS label...])
+# tavik_test(NAME [REAL_THREADS] [LINKS target...])
 #
-# One folder below Tests is one GoogleTest program; every case is a CTest test. The
-# programs with the label "unit", which is the default, make up the target unitTests.
+# One folder below Tests is one GoogleTest program with the label "unit"; every case is
+# a CTest test. All of them make up the target unitTests.
+#
+# Those with real threads also have the label "threads" and belong to threadTests: the
+# thread sanitizer has nothing to see in a simulation, where one task runs at a time.
 function(tavik_test name)
-  cmake_parse_arguments(arg "" "" "LINKS;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "REAL_THREADS" "" "LINKS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   if(NOT sources)
     return()
   endif()
-  if(NOT arg_LABELS)
-    set(arg_LABELS unit)
+  set(labels unit)
+  if(arg_REAL_THREADS)
+    list(APPEND labels threads)
   endif()
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE ${arg_LINKS} TestSupport GTest::gmock GTest::gtest_main)
+  add_dependencies(unitTests ${name})
+  if(arg_REAL_THREADS)
+    add_dependencies(threadTests ${name})
+  endif()
+  # Tests that look at the log capture it; the rest keep quiet.
+  set(environment "TAVIK_COMPUTER_USE_LOG_LEVEL=fault;TAVIK_COMPUTER_USE_OSLOG_MIRROR_LEVEL=fault")
   if(TAVIK_SANITIZE)
     # Optimising instrumented tests takes longer than they run.
     target_compile_options(${name} PRIVATE -O0)
+    tavik_sharded_test(${name} "${labels}" "${environment}")
+  else()
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+      PROPERTIES LABELS "${labels}" TIMEOUT 120 ENVIRONMENT "${environment}")
   endif()
-  if("unit" IN_LIST arg_LABELS)
-    add_dependencies(unitTests ${name})
-  endif()
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 120
-      # Tests that look at the log capture it; the rest keep quiet.
-      ENVIRONMENT "TAVIK_COMPUTER_USE_LOG_LEVEL=fault;TAVIK_COMPUTER_USE_OSLOG_MIRROR_LEVEL=fault")
+endfunction()
+
+# Under a sanitizer a process takes longer to start than a test to run: a few
+# processes run all cases between them.
+function(tavik_sharded_test name labels environment)
+  set(shards 4)
+  math(EXPR last "${shards} - 1")
+  foreach(shard RANGE ${last})
+    add_test(NAME ${name}.${shard} COMMAND ${name})
+    set_tests_properties(${name}.${shard} PROPERTIES LABELS "${labels}" TIMEOUT 600
+      ENVIRONMENT "${environment};GTEST_TOTAL_SHARDS=${shards};GTEST_SHARD_INDEX=${shard}")
+  endforeach()
 endfunction()

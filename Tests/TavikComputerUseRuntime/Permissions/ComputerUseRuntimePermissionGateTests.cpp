@@ -148,7 +148,7 @@ TEST(ComputerUseRuntimePermissionGateExploration, everyWaitEndsOnceWithTheOutcom
       // A wait until the time limit takes four hundred looks: only a few seeds do it.
       const bool waitsLong = scheduler.random(400) == 0;
       const auto what = scheduler.random(waitsLong ? 4 : 3);
-      const Duration when = milliseconds((waitsLong ? 99'000 : 0) + static_cast<std::int64_t>(250 * scheduler.random(6)));
+      const Duration when = milliseconds((waitsLong ? 99'000 : 0) + static_cast<std::int64_t>(250 * (1 + scheduler.random(5))));
       std::vector<Task> requests;
       int ended = 0;
       for (int i = 0; i < 2; ++i) {
