@@ -60,7 +60,7 @@ function(tavik_test name)
     tavik_sharded_test(${name} "${labels}" "${environment}")
   else()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-      PROPERTIES LABELS "${labels}" TIMEOUT 120 ENVIRONMENT "${environment}")
+      PROPERTIES LABELS "${labels}" TIMEOUT 300 ENVIRONMENT "${environment}")
   endif()
 endfunction()
 
