@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::uint32_t red = 0xFF0000;
 constexpr std::uint32_t blue = 0x0000FF;
+constexpr std::uint32_t white = 0xFFFFFF;
 constexpr std::uint32_t everything = 0;
 
 class LinuxWindows : public testing::Test {
@@ -139,6 +140,28 @@ TEST_F(LinuxWindows, CoveredByOthersHaveNoPictureWhenTheApplicationDoesNotPaint)
   auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(server.createWindowImage(hung.id()));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+TEST_F(LinuxWindows, CoveredByOthersShowWhatTheApplicationPaintsOverTheBackgroundOfTheServer) {
+  PaintedWindow covered({.x = 300,
+                         .y = 300,
+                         .color = red,
+                         .background = white,
+                         .repaintDelay = std::chrono::milliseconds(100)});
+  PaintedWindow cover({.x = 250, .y = 250, .width = 500, .height = 500, .color = blue, .isPopup = true});
+  cover.raise();
+  auto image = server.createWindowImage(covered.id());
+  ASSERT_TRUE(image);
+  EXPECT_EQ(otherPixels(*image, red), 0);
+}
+
+TEST_F(LinuxWindows, CoveredByOthersShowTheBackgroundWhereTheApplicationPaintsNothing) {
+  PaintedWindow empty({.x = 300, .y = 300, .background = white, .isHung = true});
+  PaintedWindow cover({.x = 250, .y = 250, .width = 500, .height = 500, .color = blue, .isPopup = true});
+  cover.raise();
+  auto image = server.createWindowImage(empty.id());
+  ASSERT_TRUE(image);
+  EXPECT_EQ(otherPixels(*image, white), 0);
 }
 
 TEST_F(LinuxWindows, SecondPictureOfACoveredWindowNeedsNoPaint) {

@@ -24,14 +24,15 @@ PaintedWindow::PaintedWindow(Options options)
   xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
   root_ = screen->root;
   window_ = xcb_generate_id(connection_);
-  // Without a background the server leaves what was on the screen before.
-  std::uint32_t values[] = {XCB_BACK_PIXMAP_NONE, options.isPopup ? 1u : 0u,
+  std::uint32_t values[] = {options.background.value_or(XCB_BACK_PIXMAP_NONE), options.isPopup ? 1u : 0u,
                             XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
   auto x = static_cast<std::int16_t>(options.x), y = static_cast<std::int16_t>(options.y);
   auto width = static_cast<std::uint16_t>(options.width), height = static_cast<std::uint16_t>(options.height);
   xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window_, root_, x, y, width, height, 0,
                     XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                    XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values);
+                    (options.background ? XCB_CW_BACK_PIXEL : XCB_CW_BACK_PIXMAP) |
+                        XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK,
+                    values);
   setText("_NET_WM_NAME", options.title);
   setText("WM_CLASS", std::string("painted") + '\0' + "Painted" + '\0');
   if (options.setsPID) {
@@ -121,6 +122,7 @@ void PaintedWindow::paintUntilClosed() {
     if (type == XCB_DESTROY_NOTIFY) return;
     if (type != XCB_EXPOSE) continue;
     if (!options_.isHung) {
+      if (isPainted_) std::this_thread::sleep_for(options_.repaintDelay);
       const auto& area = reinterpret_cast<const xcb_expose_event_t&>(*event);
       xcb_rectangle_t exposed{static_cast<std::int16_t>(area.x), static_cast<std::int16_t>(area.y),
                               area.width, area.height};

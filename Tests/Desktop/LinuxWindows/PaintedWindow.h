@@ -3,6 +3,8 @@
 #include <xcb/xcb.h>
 
 #include <atomic>
+#include <chrono>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -21,8 +23,13 @@ class PaintedWindow {
     /// Of _NET_WM_WINDOW_TYPE, without the common beginning.
     std::string type = "NORMAL";
     bool isPopup = false;
+    /// What the server itself fills uncovered parts with; without one it leaves what
+    /// was on the screen before.
+    std::optional<std::uint32_t> background = std::nullopt;
     /// An application that never paints.
     bool isHung = false;
+    /// How long the application thinks before it paints, the first time excepted.
+    std::chrono::milliseconds repaintDelay{0};
     /// Whether it tells its process; the server knows it anyway.
     bool setsPID = true;
   };

@@ -103,9 +103,10 @@ X11WindowCapture::Step X11WindowCapture::takeStep(X11Session& session, xcb_windo
   }
   if (auto awaited = awaited_.find(window->toplevel); awaited != awaited_.end()) {
     if (!awaited->second.unpainted.isEmpty()) {
-      // Whoever paints at all has been told what to paint. Whoever does not is hung.
       if (!isLast) return {.isWaiting = true, .image = {}};
-      if (!awaited->second.paintedAnything) return {};
+      // Whoever paints at all has been told what to paint. Whoever does not is hung,
+      // or has nothing to add to the background.
+      if (!awaited->second.paintedAnything && !awaited->second.foreign.isEmpty()) return {};
     }
     stopAwaiting(session, window->toplevel);
   }
@@ -139,6 +140,8 @@ bool X11WindowCapture::redirect(X11Session& session, const X11Window& window) {
   auto cookie = xcb_composite_redirect_window_checked(session.connection(), window.toplevel,
                                                       XCB_COMPOSITE_REDIRECT_AUTOMATIC);
   XCBReply<xcb_generic_error_t> refusal(xcb_request_check(session.connection(), cookie));
+  paint.foreign = paint.unpainted;
+  paint.redirection = cookie.sequence;
   if (mustWait) awaited_.insert_or_assign(window.toplevel, paint);
   if (refusal) stopAwaiting(session, window.toplevel);
   return refusal == nullptr;
@@ -202,6 +205,12 @@ void X11WindowCapture::notePaints(X11Session& session) {
     // The window manager's own paint, of the title bar, is outside and does not count.
     PixelRect painted{damage.area.x, damage.area.y, damage.area.width, damage.area.height};
     if (!awaited->second.unpainted.intersects(painted)) continue;
+    // While it redirects, the server fills what it uncovers with the background that
+    // the window may have, and only then tells the application to paint.
+    if (event->full_sequence == awaited->second.redirection) {
+      awaited->second.foreign.subtract(painted);
+      continue;
+    }
     awaited->second.paintedAnything = true;
     awaited->second.unpainted.subtract(painted);
   }

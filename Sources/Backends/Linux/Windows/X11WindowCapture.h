@@ -33,7 +33,11 @@ class X11WindowCapture {
   /// What the application has yet to paint of a redirected window.
   struct AwaitedPaint {
     PixelRegion unpainted;
+    /// What of it shows other windows, since this one has no background.
+    PixelRegion foreign;
     xcb_damage_damage_t damage = XCB_NONE;
+    /// The number of the request that redirected the window.
+    std::uint32_t redirection = 0;
     bool paintedAnything = false;
   };
   struct Step {
