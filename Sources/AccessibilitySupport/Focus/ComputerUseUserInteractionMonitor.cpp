@@ -44,13 +44,17 @@ void ComputerUseUserInteractionMonitor::reset() {
 
 void ComputerUseUserInteractionMonitor::beginToolAction(std::int32_t pid) {
   MutexLock lock(lock_);
-  if (pid == currentProcessID_) ++toolActionDepth_;
+  if (pid != currentProcessID_) return;
+  toolActionProcessID_ = pid;
+  ++toolActionDepth_;
 }
 
 void ComputerUseUserInteractionMonitor::endToolAction(std::int32_t pid, Duration ignoreEventsFor) {
   const MonotonicTime now = scheduler_.now();
   MutexLock lock(lock_);
-  if (pid != currentProcessID_) return;
+  // Another application may have been looked at meanwhile.
+  const bool hasBegun = toolActionDepth_ > 0 && pid == toolActionProcessID_;
+  if (pid != currentProcessID_ && !hasBegun) return;
   toolActionDepth_ = std::max(toolActionDepth_ - 1, 0);
   ignoreEventsUntil_ = now + std::max(ignoreEventsFor, Duration(0));
 }

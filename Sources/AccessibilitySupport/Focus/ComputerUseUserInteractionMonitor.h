@@ -106,6 +106,8 @@ class ComputerUseUserInteractionMonitor {
   std::optional<std::string> currentAppIdentifier_;
   std::optional<std::string> currentAppName_;
   int toolActionDepth_ = 0;
+  /// The process that the depth counts for.
+  std::int32_t toolActionProcessID_ = 0;
   std::optional<MonotonicTime> ignoreEventsUntil_;
   bool bypassStaleStateCheck_ = false;
   /// Last, so that the clean-ups end while all of the above lives.

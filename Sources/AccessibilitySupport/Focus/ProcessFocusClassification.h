@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace tavik {
@@ -12,5 +13,10 @@ enum class ProcessFocusClassification { protectedTarget, trustedModelHost, disal
 /// `targetPID` is the protected process; 0 protects none.
 ProcessFocusClassification classifyProcessFocus(const std::optional<std::string>& bundleIdentifier,
                                                 std::int32_t processIdentifier, std::int32_t targetPID);
+/// The same with lists of one's own; who stands on both is trusted.
+ProcessFocusClassification classifyProcessFocus(const std::optional<std::string>& bundleIdentifier,
+                                                std::int32_t processIdentifier, std::int32_t targetPID,
+                                                const std::set<std::string>& trustedModelHosts,
+                                                const std::set<std::string>& disallowedThieves);
 
 }  // namespace tavik

@@ -24,8 +24,6 @@ void SystemFocusStealPreventer::start(std::int32_t protectingPID) {
   {
     MutexLock lock(lock_);
     targetPID_ = protectingPID;
-    systemState_.focus = {};
-    systemState_.suppressedReturnEvent.reset();
     systemProcessNotificationTap_ = tap;
   }
   tap->start([this](const TappedEvent& event) { return handleFocusEvent(event); });

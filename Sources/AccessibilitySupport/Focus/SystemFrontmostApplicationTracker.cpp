@@ -1,11 +1,13 @@
 #include "AccessibilitySupport/Focus/SystemFrontmostApplicationTracker.h"
 
+#include <mutex>
 #include <utility>
 
 namespace tavik {
 
-SystemFrontmostApplicationTracker::SystemFrontmostApplicationTracker(WorkspacePort& workspace)
-    : frontmostApplication_(workspace.frontmostApplication()),
+SystemFrontmostApplicationTracker::SystemFrontmostApplicationTracker(WorkspacePort& workspace, Scheduler& scheduler)
+    : calling_(scheduler),
+      frontmostApplication_(workspace.frontmostApplication()),
       observation_(workspace.observeFrontmostApplication([this](const Application& now) { receive(now); })) {}
 
 SystemFrontmostApplicationTracker::Application SystemFrontmostApplicationTracker::frontmostApplication() const {
@@ -19,6 +21,7 @@ void SystemFrontmostApplicationTracker::addObserver(const void* observer, Handle
 }
 
 void SystemFrontmostApplicationTracker::removeObserver(const void* observer) {
+  const std::lock_guard calling(calling_);
   MutexLock lock(lock_);
   observers_.erase(observer);
 }
@@ -26,6 +29,7 @@ void SystemFrontmostApplicationTracker::removeObserver(const void* observer) {
 void SystemFrontmostApplicationTracker::receive(const Application& now) {
   Application before;
   std::map<const void*, Handler> observers;
+  const std::lock_guard calling(calling_);
   {
     MutexLock lock(lock_);
     before = std::exchange(frontmostApplication_, now);

@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "Base/Concurrency/Mutex.h"
+#include "Base/Concurrency/TurnLock.h"
 #include "PlatformInterfaces/WorkspacePort.h"
 
 namespace tavik {
@@ -18,7 +18,7 @@ class SystemFrontmostApplicationTracker {
   using Application = std::optional<RunningApplication>;
   using Handler = std::function<void(const Application& now, const Application& before)>;
 
-  explicit SystemFrontmostApplicationTracker(WorkspacePort& workspace);
+  SystemFrontmostApplicationTracker(WorkspacePort& workspace, Scheduler& scheduler);
   SystemFrontmostApplicationTracker(const SystemFrontmostApplicationTracker&) = delete;
   SystemFrontmostApplicationTracker& operator=(const SystemFrontmostApplicationTracker&) = delete;
 
@@ -26,13 +26,15 @@ class SystemFrontmostApplicationTracker {
 
   /// One handler for each observer, known by its address.
   void addObserver(const void* observer, Handler handler);
-  /// A handler that is running may still end after this.
+  /// Waits for the handler's end when it runs just now; so no handler may call this.
   void removeObserver(const void* observer);
 
  private:
   void receive(const Application& now);
 
   mutable Mutex lock_;
+  /// Held while a handler runs.
+  TurnLock calling_;
   Application frontmostApplication_;
   std::map<const void*, Handler> observers_;
   /// Last, so that it ends before the rest.

@@ -163,6 +163,20 @@ TEST_F(UserInteractionMonitorTest, countsActionsOfTheMonitoredProcessOnlyAndNeve
   });
 }
 
+TEST_F(UserInteractionMonitorTest, endsAnActionAlsoWhenAnotherApplicationWasLookedAtMeanwhile) {
+  run([&] {
+    monitor->startMonitoring(notes, "Notes", 42);
+    monitor->beginToolAction(42);
+    monitor->startMonitoring("com.example.mail", "Mail", 50);
+    monitor->endToolAction(42, milliseconds(300));
+    EXPECT_EQ(monitor->toolActionDepth(), 0);
+    EXPECT_TRUE(monitor->isToolGenerated()) << "its echo is on the way";
+    monitor->endToolAction(42, milliseconds(9000));
+    sleep(301);
+    EXPECT_FALSE(monitor->isToolGenerated());
+  });
+}
+
 TEST_F(UserInteractionMonitorTest, forgetsEverythingAtTheEndOfATurn) {
   run([&] {
     monitor->startMonitoring(notes, "Notes", 42);

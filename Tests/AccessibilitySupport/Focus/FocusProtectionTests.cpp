@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+
 #include "AccessibilitySupport/Focus/EventTap.h"
 #include "AccessibilitySupport/Focus/ProcessFocusClassification.h"
 #include "AccessibilitySupport/Focus/SyntheticAppFocusEnforcer.h"
@@ -34,6 +37,7 @@ class FocusProtection : public ::testing::Test {
   SimulatedEventTaps& taps = world.desktop.eventTaps();
   SimulatedApplication notes = world.desktop.application("Notes", "com.example.notes", 42);
   SimulatedApplication terminal = world.desktop.application("Terminal", "com.apple.Terminal", 77);
+  SimulatedApplication mail = world.desktop.application("Mail", "com.example.mail", 79);
   SimulatedApplication host = world.desktop.application("Host", "com.tavik.ide", 78);
 };
 
@@ -43,6 +47,8 @@ TEST(ProcessFocus, isClassified) {
   EXPECT_EQ(classifyProcessFocus("com.apple.Terminal", 42, 42), Class::protectedTarget);
   EXPECT_EQ(classifyProcessFocus("com.apple.Terminal", 0, 0), Class::disallowedThief) << "no process is protected";
   EXPECT_EQ(classifyProcessFocus("com.tavik.Tavik", 5, 42), Class::trustedModelHost);
+  const std::set<std::string> both = {"com.example.both"};
+  EXPECT_EQ(classifyProcessFocus("com.example.both", 5, 42, both, both), Class::trustedModelHost) << "never a thief";
   EXPECT_EQ(classifyProcessFocus("com.example.mail", 5, 42), Class::allowed);
   EXPECT_EQ(classifyProcessFocus("", 5, 42), Class::allowed);
   EXPECT_EQ(classifyProcessFocus(std::nullopt, 5, 42), Class::allowed);
@@ -73,9 +79,11 @@ TEST_F(FocusProtection, noticesAThiefAndNobodyElse) {
     EXPECT_TRUE(notify(newFront, 78));
     EXPECT_TRUE(notify(newFront, 42));
     EXPECT_TRUE(notify(newFront, 999)) << "no such process";
+    EXPECT_TRUE(notify(newFront, 79)) << "on neither list";
     EXPECT_THAT(lost, IsEmpty());
     EXPECT_TRUE(notify(newFront, 77, 3));
     EXPECT_THAT(lost, ElementsAre(42));
+    EXPECT_TRUE(notify(newFront, 79)) << "does not end the theft";
     EXPECT_TRUE(notify(newFront, 77)) << "the same again: the focus came back";
     EXPECT_TRUE(notify(newFront, 77));
     EXPECT_THAT(lost, ElementsAre(42, 42));
@@ -94,7 +102,12 @@ TEST_F(FocusProtection, holdsBackTheWordOfALossOnlyFromAProtectedThief) {
     EXPECT_TRUE(notify(keyFocusChanged)) << "the protected process is no thief";
     preventer.start(42);
     notify(newFront, 77);
-    EXPECT_TRUE(notify(typingFocusChanged));
+    EXPECT_TRUE(notify(typingFocusChanged)) << "the loss is not the thief's";
+    preventer.start(77);
+    EXPECT_FALSE(notify(keyFocusChanged));
+    EXPECT_FALSE(notify(typingFocusChanged));
+    EXPECT_TRUE(notify(newFront, 77)) << "the focus came back";
+    EXPECT_TRUE(notify(keyFocusChanged));
   });
 }
 
@@ -189,7 +202,7 @@ TEST(EventTapFactories, askForTheirTypes) {
 TEST_F(FocusProtection, tellsWhenAnotherApplicationComesToTheFront) {
   world.run([&] {
     notes.activate();
-    SystemFrontmostApplicationTracker tracker(world.desktop.workspace());
+    SystemFrontmostApplicationTracker tracker(world.desktop.workspace(), world.scheduler);
     EXPECT_EQ(tracker.frontmostApplication()->pid, 42);
     std::vector<std::pair<int, int>> changes;
     tracker.addObserver(&changes, [&](const auto& now, const auto& before) {
@@ -207,7 +220,7 @@ TEST_F(FocusProtection, tellsWhenAnotherApplicationComesToTheFront) {
 TEST_F(FocusProtection, raisesAnEnforcedApplicationUntilItSucceedsOrTenTimes) {
   world.run([&] {
     notes.activate();
-    SystemFrontmostApplicationTracker tracker(world.desktop.workspace());
+    SystemFrontmostApplicationTracker tracker(world.desktop.workspace(), world.scheduler);
     {
       SyntheticAppFocusEnforcer enforcer(world.desktop.eventPosting(), world.desktop.platform().accessibility, tracker,
                                          world.scheduler);
@@ -218,14 +231,46 @@ TEST_F(FocusProtection, raisesAnEnforcedApplicationUntilItSucceedsOrTenTimes) {
       auto refusal = notes.element().on(AXCall::perform("AXRaise")).answers(AXError::failure);
       host.activate();
       EXPECT_THAT(world.desktop.eventPosting().posted(), SizeIs(1));
+      world.scheduler.sleep(milliseconds(425));
+      EXPECT_EQ(notes.element().calls(AXOperation::performAction, "AXRaise"), 9);
       world.scheduler.sleep(seconds(2));
       EXPECT_EQ(notes.element().calls(AXOperation::performAction, "AXRaise"), 10);
       enforcer.stopEnforcing();
       terminal.activate();
       world.scheduler.sleep(seconds(2));
       EXPECT_EQ(notes.element().calls(AXOperation::performAction, "AXRaise"), 10);
+      refusal.remove();
+      notes.element().on(AXCall::perform("AXRaise")).answers(AXError::failure).times(2);
+      notes.element().onAction("AXRaise", [] {});
+      enforcer.startEnforcing(42);
+      host.activate();
+      world.scheduler.sleep(seconds(2));
+      EXPECT_EQ(notes.element().calls(AXOperation::performAction, "AXRaise"), 13) << "until it was raised";
     }
   });
+}
+
+TEST_F(FocusProtection, endsNoEnforcementWhileItsHandlerRuns) {
+  for (std::uint64_t seed = 0; seed < 200; ++seed) {
+    SimulatedWorld other(seed);
+    auto mail = other.desktop.application("Mail", "com.example.mail", 50);
+    other.run([&] {
+      SystemFrontmostApplicationTracker tracker(other.desktop.workspace(), other.scheduler);
+      bool isRunning = false;
+      const int observer = 0;
+      tracker.addObserver(&observer, [&](const auto&, const auto&) {
+        isRunning = true;
+        other.scheduler.sleep(milliseconds(10));
+        isRunning = false;
+      });
+      Task change = other.scheduler.start("change", [&] { mail.activate(); });
+      other.scheduler.sleep(milliseconds(static_cast<std::int64_t>(other.scheduler.random(12))));
+      tracker.removeObserver(&observer);
+      EXPECT_FALSE(isRunning) << "seed " << seed;
+      change.join();
+      EXPECT_FALSE(isRunning);
+    });
+  }
 }
 
 }  // namespace
