@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 
@@ -9,10 +10,24 @@ namespace tavik::SentEvents {
 
 namespace {
 
-/// The X server's clock; applications tell a double click from two clicks by it.
+/// The X server's clock in milliseconds, which wraps around.
 xcb_timestamp_t serverTime() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
   return static_cast<xcb_timestamp_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
+
+/// Another for each event: applications tell a double click from two clicks by the
+/// times, and Chromium takes two presses of one millisecond for the same.
+xcb_timestamp_t nextTime() {
+  static std::atomic<xcb_timestamp_t> last = serverTime() - 1;
+  xcb_timestamp_t before = last;
+  xcb_timestamp_t next = 0;
+  do {
+    const xcb_timestamp_t now = serverTime();
+    const bool isLater = static_cast<std::int32_t>(now - before) > 0;
+    next = isLater ? now : before + 1;
+  } while (!last.compare_exchange_weak(before, next));
+  return next;
 }
 
 template <class Event>
@@ -28,7 +43,7 @@ template <class Event>
 Event pointed(X11Session& session, xcb_window_t window, Point at, std::uint8_t type, std::uint16_t state) {
   Event event{};
   event.response_type = type;
-  event.time = serverTime();
+  event.time = nextTime();
   event.root = session.root();
   event.event = window;
   event.child = XCB_NONE;
