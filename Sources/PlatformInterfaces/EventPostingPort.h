@@ -68,6 +68,9 @@ struct InputEvent {
   std::int16_t subtype = 0;
   /// `InputEventFlag` bits.
   std::uint64_t flags = 0;
+  /// Whether the layout needs option for the character of a shortcut's key, where the
+  /// platform has another key for that than for a shortcut's own modifier.
+  bool optionIsOfCharacter = false;
   /// An ANSI virtual key code.
   std::uint16_t keyCode = 0;
   /// What a key inserts, when it is not left to the layout.

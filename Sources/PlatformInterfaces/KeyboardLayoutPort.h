@@ -22,6 +22,9 @@ class KeyboardLayout {
   /// The key by which the platform's shortcuts mean a Latin character that the layout
   /// itself does not have; absent where they cannot.
   virtual std::optional<std::uint16_t> keyForMissingShortcutCharacter(char16_t) const { return std::nullopt; }
+  /// The character that a name of a key stands for, UTF-8, where the platform's names
+  /// mean characters; absent for other names, and where names mean places.
+  virtual std::optional<std::string> characterOfKeyName(const std::string&) const { return std::nullopt; }
 };
 
 /// The layout in use at one moment.

@@ -84,10 +84,18 @@ void KeyboardEventTarget::pressKey(const std::string& spec) {
     modifiers |= *flag;
   }
   if (key.empty()) throw Error::unsupportedKeySpec(spec);
-  auto press = XKeysymKeyCode::keyPress(key, modifiers);
+  auto press = pressOnTheLayout(key, modifiers);
+  if (!press) press = XKeysymKeyCode::keyPress(key, modifiers);
   if (!press) press = singleCharacterKeyPress(key, modifiers, layouts_);
   if (!press) throw Error::unsupportedKeySpec(spec);
   sendEventsSynchronously(createKeyEvents(*press));
+}
+
+/// Where names of keys mean characters, the layout knows the keys.
+std::optional<VirtualKeyPress> KeyboardEventTarget::pressOnTheLayout(const std::string& key, std::uint32_t modifiers) {
+  const auto snapshot = layouts_.currentSnapshot();
+  const auto character = snapshot ? snapshot->layout->characterOfKeyName(key) : std::nullopt;
+  return character ? singleCharacterKeyPress(*character, modifiers, layouts_) : std::nullopt;
 }
 
 std::vector<InputEvent> KeyboardEventTarget::createKeyEvents(const VirtualKeyPress& press) {
@@ -97,6 +105,7 @@ std::vector<InputEvent> KeyboardEventTarget::createKeyEvents(const VirtualKeyPre
   for (const bool keyDown : {true, false}) {
     auto event = port_.createKeyboardEvent(press.keyCode, keyDown, flags);
     if (event && press.string) port_.setUnicodeString(*event, text::utf16(*press.string));
+    if (event) event->optionIsOfCharacter = press.optionIsOfCharacter;
     events.push_back(addressed(std::move(event)));
   }
   events.push_back(addressed(port_.createFlagsChangedEvent(0)));

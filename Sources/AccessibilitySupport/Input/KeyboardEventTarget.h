@@ -47,6 +47,7 @@ class KeyboardEventTarget {
   void pressKey(const std::string& spec);
 
  private:
+  std::optional<VirtualKeyPress> pressOnTheLayout(const std::string& key, std::uint32_t modifiers);
   std::vector<InputEvent> createKeyEvents(const VirtualKeyPress& press);
   InputEvent addressed(std::optional<InputEvent> event);
   void sendEventsSynchronously(std::vector<InputEvent> events);

@@ -45,6 +45,8 @@ class MouseEventTarget {
   /// that look at what lies under the pointer. Points are global. Throws `Error`.
   void click(Point at, MouseButton button, int clickCount, bool includeMove);
   void drag(Point from, Point to, MouseButton button);
+  /// The same: applications need no more steps than the three that it takes anyway.
+  void drag(Point from, Point to, MouseButton button, int /*steps*/) { drag(from, to, button); }
   void move(Point to);
 
  private:

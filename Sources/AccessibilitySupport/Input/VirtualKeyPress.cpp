@@ -64,12 +64,17 @@ std::optional<VirtualKeyPress> fallbackASCIIKeyPress(char16_t unit) {
   return std::nullopt;
 }
 
-/// The key by which shortcuts mean a character that the layout has nowhere.
-std::optional<std::uint16_t> keyForShortcut(const std::string& character, KeyboardLayoutSnapshotProvider& layouts) {
+/// The key by which shortcuts mean a character that the layout has nowhere; a capital
+/// letter is its small one's, with shift.
+std::optional<VirtualKeyPress> pressForShortcut(const std::string& character, std::uint32_t modifiers,
+                                                KeyboardLayoutSnapshotProvider& layouts) {
   const auto snapshot = layouts.currentSnapshot();
   const std::u16string units = text::utf16(character);
   if (!snapshot || units.size() != 1 || ReverseLayout(*snapshot->layout).press(units[0])) return std::nullopt;
-  return snapshot->layout->keyForMissingShortcutCharacter(units[0]);
+  const std::u16string small = text::utf16(text::lowercased(character));
+  const auto key = snapshot->layout->keyForMissingShortcutCharacter(small[0]);
+  if (!key) return std::nullopt;
+  return VirtualKeyPress{*key, small == units ? modifiers : modifiers | KeyModifier::shift};
 }
 
 }  // namespace
@@ -98,13 +103,17 @@ std::optional<VirtualKeyPress> singleCharacterKeyPress(const std::string& charac
   if (text::characterCount(character) != 1) return std::nullopt;
   constexpr std::uint32_t shortcutModifiers = KeyModifier::command | KeyModifier::option | KeyModifier::control;
   if (modifiers & shortcutModifiers) {
-    if (const auto key = keyForShortcut(character, layouts)) return VirtualKeyPress{*key, modifiers};
+    if (auto press = pressForShortcut(character, modifiers, layouts)) return press;
   }
   auto presses = VirtualKeyPress::keyPresses(character, layouts);
   if (!presses || presses->empty()) return std::nullopt;
   VirtualKeyPress press = presses->front();
+  const bool optionIsOfCharacter = (press.modifiers & KeyModifier::option) != 0;
   press.modifiers |= modifiers;
-  if (press.modifiers & shortcutModifiers) press.string.reset();
+  if (press.modifiers & shortcutModifiers) {
+    press.string.reset();
+    press.optionIsOfCharacter = optionIsOfCharacter;
+  }
   return press;
 }
 

@@ -25,6 +25,9 @@ struct VirtualKeyPress {
   std::uint32_t modifiers = 0;
   /// Absent for a key that acts and inserts nothing.
   std::optional<std::string> string = {};
+  /// Whether a shortcut holds option because the layout gives its character so, and not
+  /// as a modifier of its own.
+  bool optionIsOfCharacter = false;
 
   bool operator==(const VirtualKeyPress&) const = default;
 

@@ -25,7 +25,7 @@ PaintedWindow::PaintedWindow(Options options)
   root_ = screen->root;
   window_ = xcb_generate_id(connection_);
   std::uint32_t values[] = {options.background.value_or(XCB_BACK_PIXMAP_NONE), options.isPopup ? 1u : 0u,
-                            XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
+                            XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_BUTTON_PRESS};
   auto x = static_cast<std::int16_t>(options.x), y = static_cast<std::int16_t>(options.y);
   auto width = static_cast<std::uint16_t>(options.width), height = static_cast<std::uint16_t>(options.height);
   xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window_, root_, x, y, width, height, 0,
@@ -120,6 +120,7 @@ void PaintedWindow::paintUntilClosed() {
   while (auto event = owned(xcb_wait_for_event(connection_))) {
     int type = event->response_type & ~0x80;
     if (type == XCB_DESTROY_NOTIFY) return;
+    if (type == XCB_BUTTON_PRESS) presses_ += reinterpret_cast<const xcb_button_press_event_t&>(*event).detail == 1;
     if (type != XCB_EXPOSE) continue;
     if (!options_.isHung) {
       if (isPainted_) std::this_thread::sleep_for(options_.repaintDelay);

@@ -41,6 +41,8 @@ class PaintedWindow {
   PaintedWindow& operator=(const PaintedWindow&) = delete;
 
   xcb_window_t id() const { return window_; }
+  /// How often the left button was pressed in it.
+  int presses() const { return presses_; }
   void minimise();
   /// Asks the window manager for the focus.
   void activate();
@@ -59,6 +61,7 @@ class PaintedWindow {
   xcb_window_t window_ = 0;
   xcb_gcontext_t paint_ = 0;
   std::atomic<bool> isPainted_{false};
+  std::atomic<int> presses_{0};
   std::thread painter_;
 };
 

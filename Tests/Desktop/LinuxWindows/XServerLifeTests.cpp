@@ -2,9 +2,11 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 
+#include "Backends/Linux/Input/X11Keyboard.h"
 #include "Backends/Linux/Windows/X11WindowServer.h"
 #include "Backends/Linux/Workspace/LinuxWorkspace.h"
 #include "ChildProcess.h"
@@ -67,6 +69,33 @@ TEST_F(XServerLife, AServerThatGoesAwayAndComesBackIsUsedAgain) {
   PaintedWindow window({});
   EXPECT_EQ(server.copyWindowInfo(0, window.id())->size(), 1u);
   EXPECT_TRUE(server.createWindowImage(window.id()));
+}
+
+TEST_F(XServerLife, AKeyboardThatComesLaterOrComesBackIsListenedToAgain) {
+  const std::string display = freeDisplay();
+  setenv("DISPLAY", display.c_str(), 1);
+  signal(SIGPIPE, SIG_IGN);
+  const std::vector<std::string> command{"Xvfb",       display,     "-screen", "0",
+                                         "800x600x24", "-nolisten", "tcp",     "-noreset"};
+  std::atomic<int> changes = 0;
+  X11Keyboard keyboard(desktop);
+  keyboard.setLayoutChangedHandler([&] { ++changes; });
+  EXPECT_FALSE(keyboard.copyCurrentLayout());
+  const auto letterOfTheKeyZ = [&] {
+    const auto layout = keyboard.copyCurrentLayout();
+    return layout ? layout->layout->translate(6, 0) : std::nullopt;
+  };
+  for (const char* server : {"that comes later", "that comes back"}) {
+    ChildProcess running(command);
+    ASSERT_TRUE(eventually([&] { return letterOfTheKeyZ() == u"z"; })) << server;
+    const int before = changes;
+    ASSERT_EQ(std::system("setxkbmap de"), 0);
+    EXPECT_TRUE(eventually([&] { return changes > before; })) << server;
+    EXPECT_EQ(letterOfTheKeyZ(), u"y") << server;
+    const int beforeEnd = changes;
+    running.end(SIGTERM);
+    EXPECT_TRUE(eventually([&] { return changes > beforeEnd; })) << "nobody knows the next server's layout";
+  }
 }
 
 }  // namespace

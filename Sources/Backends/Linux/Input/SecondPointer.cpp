@@ -67,11 +67,10 @@ std::unique_ptr<SecondPointer> SecondPointer::make(X11Session& session) {
       session.reply(xcb_input_xi_query_version_reply, xcb_input_xi_query_version(session.connection(), 2, 2));
   if (!version || version->major_version < 2) return nullptr;
   session.reply(xcb_xkb_use_extension_reply, xcb_xkb_use_extension(session.connection(), 1, 0));
-  Devices devices = find(session);
-  if (!devices.areComplete()) {
-    addMaster(session);
-    devices = find(session);
-  }
+  // One that a killed runtime left behind may hold buttons and keys.
+  remove(session);
+  addMaster(session);
+  const Devices devices = find(session);
   if (!devices.areComplete()) return nullptr;
   std::unique_ptr<SecondPointer> made(new SecondPointer(devices, input->first_event));
   made->dropFocus(session);

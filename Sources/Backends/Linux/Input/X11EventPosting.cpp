@@ -19,6 +19,8 @@ namespace {
 constexpr std::uint16_t shiftMask = 0x01;
 constexpr std::uint16_t controlMask = 0x04;
 constexpr std::uint16_t altMask = 0x08;
+/// By custom that of Num Lock.
+constexpr std::uint16_t numLockMask = 0x10;
 constexpr std::uint16_t superMask = 0x40;
 constexpr int groupShift = 13;
 
@@ -78,6 +80,19 @@ bool mayMoveFocus(const InputEvent& event) {
   const auto button = buttonEvent(event.type);
   return (button && button->phase == Phase::press) ||
          (event.type == InputEventType::keyDown && event.keyCode == tabKey);
+}
+
+/// The window that an event is for; none is 0.
+xcb_window_t windowOf(const InputEvent& event) {
+  if (event.windowNumber != 0) return event.windowNumber;
+  const auto field = event.integerFields.find(InputEventField::windowUnderMousePointer);
+  return field == event.integerFields.end() ? XCB_NONE : static_cast<xcb_window_t>(field->second);
+}
+
+/// The keypad's keys that move the caret instead while Num Lock is off.
+bool isKeypadNumber(std::uint16_t keyCode) {
+  constexpr std::uint16_t decimal = 65, first = 82, last = 92, inBetween = 90;
+  return keyCode == decimal || (keyCode >= first && keyCode <= last && keyCode != inBetween);
 }
 
 bool isKey(std::uint32_t type) { return type == InputEventType::keyDown || type == InputEventType::keyUp; }
@@ -287,8 +302,10 @@ bool X11EventPosting::postKey(X11Session& session, std::int32_t pid, Conversatio
   if (event.flags & InputEventFlag::shift) modifiers |= shiftMask;
   if (event.flags & InputEventFlag::control) modifiers |= controlMask;
   if (event.flags & InputEventFlag::command) modifiers |= superMask;
-  // Where a key gives text, option is the third level; in a chord it is Alt.
-  if (event.flags & InputEventFlag::option) modifiers |= event.unicodeString.empty() ? altMask : third;
+  if (isKeypadNumber(event.keyCode)) modifiers |= numLockMask;
+  // Where a key gives its character by option, that is the third level, else Alt.
+  const bool isLevel = !event.unicodeString.empty() || event.optionIsOfCharacter;
+  if (event.flags & InputEventFlag::option) modifiers |= isLevel ? third : altMask;
   const auto group = static_cast<std::uint8_t>(layout ? layout->group() : 0);
 
   if (meansOfKeys(conversation.toolkit) == InputMeans::sentEvents) {
@@ -343,16 +360,21 @@ void X11EventPosting::notch(X11Session& session, Conversation& conversation, con
 
 // Where events go
 
-/// The process's own window that lies in front at the point: a menu before the window
-/// that it belongs to.
+/// The process's own window at the point: a menu in front of all, else the window that
+/// the event names, also behind others of the process, else the one that lies in front.
 std::optional<X11Window> X11EventPosting::windowUnder(X11Session& session, std::int32_t pid,
                                                       const InputEvent& event) {
   const auto windows = readWindows(session);
   const auto isHit = [&](const X11Window& window) {
     return window.pid == pid && window.isOnScreen() && window.bounds.contains(*event.location);
   };
-  const auto hit = std::ranges::find_if(windows, isHit);
-  return hit == windows.end() ? std::nullopt : std::optional(*hit);
+  const auto front = std::ranges::find_if(windows, isHit);
+  if (front == windows.end()) return std::nullopt;
+  if (front->isPopup) return *front;
+  const xcb_window_t aim = windowOf(event);
+  const auto aimed =
+      std::ranges::find_if(windows, [&](const X11Window& window) { return window.id == aim && isHit(window); });
+  return aimed == windows.end() ? *front : *aimed;
 }
 
 /// The active window, if it is the process's, else the one that lies in front.

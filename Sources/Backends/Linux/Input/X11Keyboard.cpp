@@ -56,25 +56,40 @@ std::shared_ptr<const XkbLayout> X11Keyboard::readLayout(X11Session& session) {
 }
 
 std::optional<KeyboardLayoutSnapshot> X11Keyboard::copyCurrentLayout() {
+  listenAgainIfNeeded();
   auto layout = desktop_.with(readLayout).value_or(nullptr);
   if (!layout) return std::nullopt;
   return KeyboardLayoutSnapshot{std::move(layout)};
 }
 
 void X11Keyboard::setLayoutChangedHandler(std::function<void()> handler) {
-  std::unique_ptr<X11EventListener> ended;
   std::lock_guard lock(mutex_);
-  ended.swap(listener_);
-  if (!handler) return;
+  listener_.reset();
+  handler_ = std::move(handler);
+  listen();
+}
+
+/// The server may have come only now, or have come back.
+void X11Keyboard::listenAgainIfNeeded() {
+  std::lock_guard lock(mutex_);
+  if (listener_ && !listener_->hasEnded()) return;
+  listener_.reset();
+  listen();
+}
+
+void X11Keyboard::listen() {
+  if (!handler_) return;
   auto session = X11Session::open();
   if (!session || !selectLayoutChanges(*session)) return;
   const auto* extension = xcb_get_extension_data(session->connection(), &xcb_xkb_id);
   if (!extension || !extension->present) return;
   listener_ = std::make_unique<X11EventListener>(
       std::move(session), "keyboard layout",
-      [handler = std::move(handler), first = extension->first_event](X11Session&, const xcb_generic_event_t& event) {
+      [handler = handler_, first = extension->first_event](X11Session&, const xcb_generic_event_t& event) {
         if ((event.response_type & 0x7f) == first) handler();
-      });
+      },
+      // The next server may have another layout.
+      handler_);
 }
 
 }  // namespace tavik

@@ -25,8 +25,12 @@ class X11Keyboard : public KeyboardLayoutPort {
   static std::shared_ptr<const XkbLayout> readLayout(X11Session& session);
 
  private:
+  void listenAgainIfNeeded();
+  void listen();
+
   X11Desktop& desktop_;
   std::mutex mutex_;
+  std::function<void()> handler_;
   std::unique_ptr<X11EventListener> listener_;
 };
 

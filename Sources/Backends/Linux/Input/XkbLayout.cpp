@@ -3,6 +3,7 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <array>
+#include <map>
 
 #include "Backends/Linux/Input/VirtualKeyTable.h"
 #include "Base/Text/Text.h"
@@ -65,6 +66,17 @@ std::optional<std::uint16_t> XkbLayout::keyForMissingShortcutCharacter(char16_t 
     if (us->translate(key, 0) == std::u16string(1, character)) return key;
   }
   return std::nullopt;
+}
+
+std::optional<std::string> XkbLayout::characterOfKeyName(const std::string& name) const {
+  static const std::map<std::string, std::string> everydayNames = {
+      {"quote", "'"}, {"backquote", "`"}, {"equals", "="}, {"leftbracket", "["}, {"rightbracket", "]"}};
+  if (const auto everyday = everydayNames.find(name); everyday != everydayNames.end()) return everyday->second;
+  if (text::characterCount(name) == 1) return name;
+  if (name.starts_with("KP_")) return std::nullopt;
+  const std::uint32_t character = xkb_keysym_to_utf32(xkb_keysym_from_name(name.c_str(), XKB_KEYSYM_NO_FLAGS));
+  if (character <= U' ' || character == 0x7F || character > 0xFFFF) return std::nullopt;
+  return text::utf8(std::u16string(1, static_cast<char16_t>(character)));
 }
 
 /// What the keymap itself does when its key for the third level is held.

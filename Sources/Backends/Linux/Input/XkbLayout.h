@@ -25,6 +25,8 @@ class XkbLayout : public KeyboardLayout {
   std::optional<std::u16string> translate(std::uint16_t keyCode, std::uint32_t modifierState) const override;
   /// Letters and digits by their places on a US keyboard, as toolkits look for them.
   std::optional<std::uint16_t> keyForMissingShortcutCharacter(char16_t character) const override;
+  /// Of keysym names and single characters, those that print; not of the keypad's keys.
+  std::optional<std::string> characterOfKeyName(const std::string& name) const override;
 
   xkb_layout_index_t group() const { return group_; }
   /// The X modifier bits that give the third level.

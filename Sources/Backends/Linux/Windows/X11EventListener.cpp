@@ -18,10 +18,12 @@ constexpr std::size_t longestThreadName = 15;
 
 }  // namespace
 
-X11EventListener::X11EventListener(std::unique_ptr<X11Session> session, std::string threadName, Receiver receiver)
+X11EventListener::X11EventListener(std::unique_ptr<X11Session> session, std::string threadName, Receiver receiver,
+                                   std::function<void()> onEnd)
     : session_(std::move(session)),
       threadName_(threadName.substr(0, longestThreadName)),
       receiver_(std::move(receiver)),
+      onEnd_(std::move(onEnd)),
       stop_(eventfd(0, EFD_CLOEXEC)),
       thread_([this] { listen(); }) {}
 
@@ -45,6 +47,7 @@ void X11EventListener::listen() {
     if (ready < 0 && errno != EINTR) return;
     if (awaited[0].revents != 0) return;
   }
+  if (onEnd_) onEnd_();
 }
 
 }  // namespace tavik

@@ -15,10 +15,15 @@ class X11EventListener {
  public:
   using Receiver = std::function<void(X11Session& session, const xcb_generic_event_t& event)>;
 
-  X11EventListener(std::unique_ptr<X11Session> session, std::string threadName, Receiver receiver);
+  /// `onEnd`, which may be empty, is called on the thread when the server has gone away.
+  X11EventListener(std::unique_ptr<X11Session> session, std::string threadName, Receiver receiver,
+                   std::function<void()> onEnd = {});
   ~X11EventListener();
   X11EventListener(const X11EventListener&) = delete;
   X11EventListener& operator=(const X11EventListener&) = delete;
+
+  /// Whether the server has gone away: nothing comes any more.
+  bool hasEnded() const { return session_->isBroken(); }
 
  private:
   void listen();
@@ -26,6 +31,7 @@ class X11EventListener {
   const std::unique_ptr<X11Session> session_;
   const std::string threadName_;
   const Receiver receiver_;
+  const std::function<void()> onEnd_;
   const int stop_;
   std::thread thread_;
 };

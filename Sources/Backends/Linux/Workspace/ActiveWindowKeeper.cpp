@@ -71,7 +71,8 @@ void ActiveWindowKeeper::release(std::int32_t pid) {
 
 void ActiveWindowKeeper::listen() {
   std::lock_guard starting(starting_);
-  if (listener_) return;
+  if (listener_ && !listener_->hasEnded()) return;
+  listener_.reset();
   auto session = X11Session::open();
   if (!session) return;
   activeWindowAtom_ = session->atom("_NET_ACTIVE_WINDOW");

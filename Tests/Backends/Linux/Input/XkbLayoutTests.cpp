@@ -39,9 +39,10 @@ class Keys {
     run([&] { presses = VirtualKeyPress::keyPresses(text, layouts_).value_or(presses); });
     return presses;
   }
-  std::optional<VirtualKeyPress> shortcut(const std::string& character) {
+  std::optional<VirtualKeyPress> shortcut(const std::string& character,
+                                          std::uint32_t modifiers = KeyModifier::control) {
     std::optional<VirtualKeyPress> press;
-    run([&] { press = singleCharacterKeyPress(character, KeyModifier::control, layouts_); });
+    run([&] { press = singleCharacterKeyPress(character, modifiers, layouts_); });
     return press;
   }
   std::vector<TypedPiece> pieces(const std::string& text) {
@@ -90,6 +91,11 @@ TEST(XkbLayoutTest, typesOnAGermanKeyboardWithTheThirdLevel) {
                           VirtualKeyPress{keyE, KeyModifier::option, "€"}, VirtualKeyPress{keyQ, KeyModifier::option, "@"}));
   EXPECT_EQ(keys.shortcut("z"), (VirtualKeyPress{keyY, KeyModifier::control})) << "the key that says z";
   EXPECT_EQ(XkbLayout::named("de")->thirdLevelMask(), 0x80u);
+  EXPECT_EQ(keys.shortcut("@", 0), (VirtualKeyPress{keyQ, KeyModifier::option, {}, true}))
+      << "the third level, not Alt";
+  EXPECT_EQ(keys.shortcut("@"),
+            (VirtualKeyPress{keyQ, KeyModifier::option | KeyModifier::control, {}, true}));
+  EXPECT_EQ(keys.shortcut("q", KeyModifier::option), (VirtualKeyPress{keyQ, KeyModifier::option})) << "Alt";
 }
 
 TEST(XkbLayoutTest, typesOnAFrenchKeyboardWhereDigitsNeedShift) {
@@ -104,6 +110,7 @@ TEST(XkbLayoutTest, typesOnARussianKeyboardAndFindsLatinShortcutsByTheirPlaces) 
   Keys keys("ru");
   EXPECT_THAT(keys.presses("ф"), ElementsAre(VirtualKeyPress{keyA, 0, "ф"}));
   EXPECT_EQ(keys.shortcut("c"), (VirtualKeyPress{keyC, KeyModifier::control}));
+  EXPECT_EQ(keys.shortcut("C"), (VirtualKeyPress{keyC, KeyModifier::control | KeyModifier::shift}));
   EXPECT_EQ(keys.shortcut("с"), (VirtualKeyPress{keyC, KeyModifier::control})) << "the Cyrillic letter on that key";
   EXPECT_THAT(keys.presses("q"), IsEmpty()) << "text is not typed by places";
   EXPECT_THAT(keys.pieces("фq"), ElementsAre(TypedPiece{"ф", {{keyA, 0, "ф"}}}, TypedPiece{"q", {}}));
@@ -132,6 +139,17 @@ TEST(XkbLayoutTest, givesNoTextWhileControlIsHeldAndNoControlCharacters) {
   EXPECT_EQ(layout->translate(127, 0), std::nullopt);
 }
 
+TEST(XkbLayoutTest, knowsTheCharactersThatNamesOfKeysStandFor) {
+  const auto layout = XkbLayout::named("de");
+  const std::pair<const char*, const char*> printing[] = {
+      {"minus", "-"}, {"bracketleft", "["}, {"leftbracket", "["}, {"plus", "+"}, {"quote", "'"}, {"EuroSign", "€"},
+      {"eacute", "é"}, {"comma", ","}, {"x", "x"}, {"ß", "ß"}, {"[", "["}};
+  for (const auto& [name, character] : printing) EXPECT_EQ(layout->characterOfKeyName(name), character) << name;
+  for (const char* name : {"Return", "space", "Home", "KP_Add", "BackSpace", "Delete", "Escape", "F5", "esc", "", "no key"}) {
+    EXPECT_EQ(layout->characterOfKeyName(name), std::nullopt) << name;
+  }
+}
+
 TEST(XkbLayoutTest, isMissingForANameThatNobodyKnows) { EXPECT_FALSE(XkbLayout::named("no such layout")); }
 
 TEST(TypedPieceTest, separatesWhatKeysTypeFromWhatNoKeyGives) {
@@ -150,6 +168,7 @@ TEST(VirtualKeyTable, leadsToThePlaceOfAKey) {
   EXPECT_EQ(xKeycode(keyReturn), 36);
   EXPECT_EQ(xKeycode(126), 111) << "up";
   EXPECT_EQ(xKeycode(122), 67) << "F1";
+  EXPECT_EQ(xKeycode(71), 91) << "the keypad's Delete; a PC has Num Lock where others have Clear";
   EXPECT_EQ(xKeycode(52), std::nullopt);
 }
 
