@@ -58,6 +58,11 @@ std::shared_ptr<UIElementTree::Item> UIElementTree::item(std::int64_t index) con
   return found == itemsByIndex.end() ? nullptr : found->second;
 }
 
+std::shared_ptr<UIElementTree::Item> UIElementTree::itemReadFrom() const {
+  const bool isMadeUp = !rootItem->axElement && !rootItem->childItems.empty();
+  return isMadeUp ? rootItem->childItems.front() : rootItem;
+}
+
 std::shared_ptr<UIElementTree> UIElementTree::appStateTreeByAppendingRootSiblings(
     const std::vector<std::shared_ptr<Item>>& siblings) const {
   Item::Children children = {rootItem->deepCopy()};

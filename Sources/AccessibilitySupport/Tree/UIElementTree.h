@@ -54,6 +54,10 @@ class UIElementTree {
   /// The item that the last assignment of indices gave this index; or null.
   std::shared_ptr<Item> item(std::int64_t index) const;
 
+  /// The item of the element that the tree was read from: below a root that was made
+  /// up by `appStateTreeByAppendingRootSiblings`, the first child.
+  std::shared_ptr<Item> itemReadFrom() const;
+
   /// A new tree of copies: an application root that holds this tree's root and then
   /// each sibling, with indices assigned and the focused element found again.
   std::shared_ptr<UIElementTree> appStateTreeByAppendingRootSiblings(

@@ -25,7 +25,7 @@ struct PersistentApprovals {
 };
 
 void logFailure(const char* event, const std::exception& error) {
-  TavikComputerUseLogger::error(LogCategory::permissions, event, {{"error", error}});
+  TavikComputerUseLogger::error(LogCategory::authorization, event, {{"error", error}});
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ std::optional<WallTime> URLBlocklist::lastFetchDate() {
 
 void URLBlocklist::checkURL(const std::string& urlString) {
   const auto host = webHost(urlString);
-  if (!host || allowsForbiddenTargets()) return;
+  if (!host || flags_.computerUseAllowForbiddenTargets()) return;
   const MonotonicTime now = scheduler_.now();
   bool isBlocked = false;
   {
@@ -67,12 +67,6 @@ bool URLBlocklist::isHostBlocked(const std::string& host) const {
   return std::ranges::any_of(blockedPatterns_, [&](const std::string& pattern) {
     return host.ends_with(pattern.starts_with('.') ? pattern : "." + pattern);
   });
-}
-
-bool URLBlocklist::allowsForbiddenTargets() {
-  const auto value = preferences_.object(allowForbiddenTargetsKey);
-  const bool* isAllowed = value ? std::get_if<bool>(&*value) : nullptr;
-  return isAllowed && *isAllowed;
 }
 
 }  // namespace tavik

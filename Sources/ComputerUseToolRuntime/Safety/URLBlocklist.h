@@ -8,7 +8,7 @@
 
 #include "Base/Concurrency/Mutex.h"
 #include "Base/Concurrency/Scheduler.h"
-#include "PlatformInterfaces/PreferencesPort.h"
+#include "SlimCore/Identity/FeatureFlag.h"
 
 namespace tavik {
 
@@ -17,9 +17,6 @@ namespace tavik {
 /// passes. Any thread.
 class URLBlocklist {
  public:
-  /// Lets a user work on blocked addresses all the same.
-  static constexpr const char* allowForbiddenTargetsKey = "ComputerUseAllowForbiddenTargets";
-
   class BlocklistError : public std::exception {
    public:
     static BlocklistError disallowedURL(const std::string& url) {
@@ -32,7 +29,7 @@ class URLBlocklist {
     std::string description_;
   };
 
-  URLBlocklist(PreferencesPort& preferences, Scheduler& scheduler) : preferences_(preferences), scheduler_(scheduler) {}
+  URLBlocklist(PreferencesPort& preferences, Scheduler& scheduler) : flags_(preferences), scheduler_(scheduler) {}
 
   /// Replaces the patterns. ".example.test" and "example.test" both block every host
   /// below that domain; the domain itself has to be a pattern of its own.
@@ -49,9 +46,9 @@ class URLBlocklist {
   };
 
   bool isHostBlocked(const std::string& host) const;
-  bool allowsForbiddenTargets();
 
-  PreferencesPort& preferences_;
+  /// A user may work on blocked addresses all the same.
+  const FeatureFlag flags_;
   Scheduler& scheduler_;
   Mutex lock_;
   std::map<std::string, CacheEntry> cache_;

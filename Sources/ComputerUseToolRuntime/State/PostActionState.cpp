@@ -57,10 +57,10 @@ bool postActionAllowsSyntheticFocusRecovery(const ComputerUseIPCAction& after) {
 }
 
 bool returnedStateShouldKeepMenuBarMenuOpen(const UIElementTree& tree) {
-  const auto& root = *tree.rootItem;
-  if (root.role == "AXMenu") return true;
-  return root.role == "AXMenuBarItem" &&
-         std::ranges::any_of(root.childItems, [](const auto& child) { return child->role == "AXMenu"; });
+  const auto root = tree.itemReadFrom();
+  if (root->role == "AXMenu") return true;
+  return root->role == "AXMenuBarItem" &&
+         std::ranges::any_of(root->childItems, [](const auto& child) { return child->role == "AXMenu"; });
 }
 
 PostActionState::PostActionState(const Services& services)

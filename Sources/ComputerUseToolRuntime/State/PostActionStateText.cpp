@@ -1,6 +1,7 @@
 #include "ComputerUseToolRuntime/State/PostActionStateText.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <vector>
@@ -11,11 +12,13 @@ namespace tavik::PostActionStateText {
 
 namespace {
 
+constexpr std::string_view focusBeginning = "The focused UI element is";
+
 using Words = std::vector<std::string_view>;
 
 const Words contentRoles = {"web area", "editor",  "text area", "text entry area", "scroll",    "text field",
                             "button",   "check box", "slider",  "table",           "outline",   "list",
-                            "row",      "cell",    "image",     "link",            "tab group", "HTML content"};
+                            "row",      "cell",    "image",     "link",            "tab group", "html content"};
 const Words textInputRoles = {"text area", "text entry area", "text field", "text input", "combo box"};
 const Words editorRoles = {"editor", "text area", "text entry area"};
 
@@ -36,6 +39,18 @@ std::vector<std::string> treeLines(const std::string& content) {
   }
   if (first == lines.end()) return {};
   return {first + 1, std::find_if(first + 1, lines.end(), isBelowTree)};
+}
+
+std::ptrdiff_t depthOf(const std::string& line) {
+  return std::ranges::find_if(line, [](char c) { return c != '\t'; }) - line.begin();
+}
+
+/// Whether the element of a tree line has one of the roles: they stand behind its
+/// depth and its number, before its title.
+bool hasRole(const std::string& line, const Words& roles) {
+  const auto isBeforeRole = [](char c) { return c == '\t' || c == ' ' || (c >= '0' && c <= '9'); };
+  const std::string role = text::lowercased(std::string(std::ranges::find_if_not(line, isBeforeRole), line.end()));
+  return std::ranges::any_of(roles, [&](std::string_view word) { return role.starts_with(word); });
 }
 
 bool hasLineThatBegins(const std::string& content, std::string_view beginning) {
@@ -66,17 +81,25 @@ bool shouldRetry(const std::string& content, const ComputerUseIPCAction& after) 
 
 bool looksLikeMenuBarOnlyWeakState(const std::string& content) {
   if (text::contains(content, "Screenshot capture failed") || !hasLineThatBegins(content, "App=")) return false;
-  const auto lines = treeLines(content);
-  const bool hasMenuBar = std::ranges::any_of(lines, [](const auto& line) { return text::contains(line, "menu bar"); });
-  const bool hasContent = std::ranges::any_of(lines, [](const auto& line) { return holdsAny(line, contentRoles); });
-  return hasMenuBar && !hasContent;
+  std::optional<std::ptrdiff_t> depthOfBar;
+  bool isInBar = false;
+  for (const std::string& line : treeLines(content)) {
+    // The titles in a bar are the application's words, and may sound like roles.
+    isInBar = isInBar && depthOf(line) > *depthOfBar;
+    if (isInBar) continue;
+    if (hasRole(line, contentRoles)) return false;
+    if (!hasRole(line, {"menu bar"})) continue;
+    depthOfBar = depthOf(line);
+    isInBar = true;
+  }
+  return depthOfBar.has_value();
 }
 
 bool hasEditorSurfaceWithoutModelAnchor(const std::string& content) {
   const auto lines = linesOf(content);
   const bool hasEditor = std::ranges::any_of(lines, [](const auto& line) { return holdsAny(line, editorRoles); });
   return hasEditor && !hasLineThatBegins(content, "Window:") &&
-         !hasLineThatBegins(content, "The focused UI element is") && !hasLineThatBegins(content, "Selected text:");
+         !hasLineThatBegins(content, focusBeginning) && !hasLineThatBegins(content, "Selected text:");
 }
 
 bool hasDisabledSubmissionBesideWrittenText(const std::string& content) {
@@ -88,10 +111,9 @@ bool hasDisabledSubmissionBesideWrittenText(const std::string& content) {
 }
 
 bool hasFocusedTextEditingSurface(const std::string& content) {
-  constexpr std::string_view beginning = "The focused UI element is";
-  return std::ranges::any_of(linesOf(content), [&](const std::string& line) {
-    return line.starts_with(beginning) &&
-           holdsAny(line.substr(beginning.size()), {"editor", "text area", "text entry area", "text field", "text input"});
+  return std::ranges::any_of(linesOf(content), [](const std::string& line) {
+    return line.starts_with(focusBeginning) &&
+           holdsAny(line.substr(focusBeginning.size()), {"editor", "text area", "text entry area", "text field", "text input"});
   });
 }
 
@@ -100,7 +122,8 @@ bool textContainsSubmissionControl(const std::string& line) {
 }
 
 bool isNonEmptyComposerInputLine(const std::string& line) {
-  if (!holdsAny(line, textInputRoles)) return false;
+  // The focused element's own line stands in the tree as well, and without a period.
+  if (line.starts_with(focusBeginning) || !holdsAny(line, textInputRoles)) return false;
   const std::string value = detail(line, "Value: ");
   return !value.empty() && value != detail(line, "Placeholder: ") && !isLikelyEmptyComposerPlaceholder(value);
 }

@@ -341,13 +341,13 @@ SerializableAppState StateRootSelector::recoverEmptySerializedAppState(std::int3
   }
   LogFields fields = {{"recovery", "none"}, {"outcome", "failed"}, {"initialNodeCount", initialItems}, {"targetPid", pid}};
   if (!wasRead(*tree)) fields.insert({"reason", "no_ax_nodes"});
-  log(LogLevel::error, "empty_tree_recovery_finished", fields);
+  log(LogLevel::warning, "empty_tree_recovery_finished", fields);
   return {tree, "", "none"};
 }
 
 void StateRootSelector::traceStateRootSelection(const std::string& reason) {
   if (!traces_) return;
-  TavikComputerUseLogger::info(LogCategory::accessibility, "state_root_decision", {{"reason", reason}});
+  TavikComputerUseLogger::debug(LogCategory::accessibility, "state_root_decision", {{"reason", reason}});
 }
 
 }  // namespace tavik

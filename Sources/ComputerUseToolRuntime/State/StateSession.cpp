@@ -15,14 +15,6 @@ constexpr int treeDepth = 50;
 constexpr Duration treeTimeout = milliseconds(5000);
 constexpr const char* noFocusedElement = "focusedElementDescriptionNotFound";
 
-/// The element that the tree was read from; null for the application itself. A root
-/// that was made up holds the real one as its first child.
-AXElement elementReadFrom(const UIElementTree& tree) {
-  const auto& root = *tree.rootItem;
-  if (root.axElement || root.childItems.empty()) return root.axElement;
-  return root.childItems.front()->axElement;
-}
-
 /// Of anything but a text only that it is there.
 std::string printed(const AXValue& value) {
   const auto* text = value.get<std::string>();
@@ -50,7 +42,7 @@ void StateSession::install(const StateSubject& subject, std::shared_ptr<UIElemen
   services_.scheduler.checkCancellation();
   const std::int32_t pid = subject.resolved.pid;
   auto treeBuilder = [&access = services_.access, &scheduler = services_.scheduler, pid,
-                      rootElement = elementReadFrom(*tree)] {
+                      rootElement = tree->itemReadFrom()->axElement] {
     const auto root = rootElement ? rootElement : access.port().createApplication(pid);
     return UIElementTree::build(access, scheduler, pid, root, treeDepth, treeTimeout);
   };

@@ -73,6 +73,8 @@ TEST_F(URLBlocklistTest, letsAUserWorkOnBlockedAddresses) {
   world.desktop.preferences().setObject("ComputerUseAllowForbiddenTargets", true);
   EXPECT_FALSE(isBlocked("http://sub.example.test"));
   world.desktop.preferences().setObject("ComputerUseAllowForbiddenTargets", std::string("true"));
+  EXPECT_FALSE(isBlocked("http://sub.example.test"));
+  world.desktop.preferences().setObject("ComputerUseAllowForbiddenTargets", std::string("no"));
   EXPECT_TRUE(isBlocked("http://sub.example.test"));
 }
 

@@ -79,6 +79,18 @@ TEST_F(PostActionStateTest, leavesAMenuOpenThatTheModelIsToChooseFrom) {
   });
 }
 
+TEST_F(PostActionStateTest, leavesAMenuOfTheMenuBarOpenThatItHasJustShown) {
+  world.run([&] {
+    auto bar = world.notes.menuBar({menu("File", {menuItem("Open")}), menu("Edit", {menuItem("Copy")})});
+    world.look();
+    bar.child(0).press();
+    const auto state = after(PressKeyParams{"Down"});
+    EXPECT_THAT(state, HasSubstr("Open"));
+    EXPECT_THAT(world.performed(), Not(::testing::Contains(StartsWith("perform AXCancel"))));
+    EXPECT_TRUE(bar.child(0).get("AXShownMenuUIElement").get<AXElement>());
+  });
+}
+
 TEST_F(PostActionStateTest, closesAMenuOfTheMenuBarThatWasLeftOpen) {
   world.run([&] {
     auto bar = world.notes.menuBar({menu("File", {menuItem("Open")})});
@@ -100,7 +112,9 @@ TEST_F(PostActionStateTest, looksOnceMoreWithoutAPictureWhenTheSendButtonIsBehin
     window.add(textField("Hello Ada").frame(120, 120, 200, 20));
     auto send = window.add(button("Send").enabled(false).frame(340, 120, 60, 20));
     world.look();
+    const auto picturesBefore = pictures();
     const ToolResult result = world.perform("Notes", clickOn(send));
+    EXPECT_EQ(pictures(), picturesBefore + 1) << "by the first look alone";
     EXPECT_THAT(ToolWorld::textOf(result), HasSubstr("Screenshot skipped: capture policy AX_ONLY"));
     EXPECT_THAT(result.content, ::testing::Each(::testing::Property(&ToolResultContent::isText, true)));
   });
@@ -171,6 +185,18 @@ TEST(PostActionText, seesThatOnlyTheMenuBarAnswered) {
   EXPECT_FALSE(looksLikeMenuBarOnlyWeakState(head + "0 standard window\n\t1 menu bar\n\t2 button Save"));
   EXPECT_FALSE(looksLikeMenuBarOnlyWeakState(head + "0 application A\n\t1 menu bar\nScreenshot capture failed: x"));
   EXPECT_FALSE(looksLikeMenuBarOnlyWeakState("0 application A\n\t1 menu bar"));
+}
+
+TEST(PostActionText, takesTitlesForNoRoles) {
+  const std::string bar = "0 standard window Image Browser\n\t1 menu bar\n\t\t2 Table\n\t\t3 Image\n\t\t4 List\n\t5 ";
+  EXPECT_TRUE(looksLikeMenuBarOnlyWeakState(head + bar + "group Scroll buttons"));
+  EXPECT_FALSE(looksLikeMenuBarOnlyWeakState(head + bar + "Scroll area"));
+}
+
+TEST(PostActionText, seesNoWrittenTextInTheLineOfTheFocus) {
+  const std::string composer = head + "0 standard window\n\t1 text area Value: Ask, Placeholder: Ask\n\t2 button (disabled) Send";
+  EXPECT_FALSE(shouldRetry(composer + "\n\nThe focused UI element is 1 text area Value: Ask, Placeholder: Ask.", ClickParams()));
+  EXPECT_TRUE(shouldRetry(head + "0 standard window\n\t1 text area Value: Hello\n\t2 button (disabled) Send", ClickParams()));
 }
 
 TEST(PostActionText, awaitsASelectionAfterAChordThatMakesOne) {
