@@ -23,16 +23,23 @@ ToolResult ActionFrame::performAction(const std::string& app, const ComputerUseI
   AppApprovalStore::checkSystemProcessDenylist(resolved.bundleID);
   requireApproval(resolved.bundleID);
   guardActionCanUseLatestState(app, resolved, action);
-  // A client that was told "timeout" must not see the action happen afterwards.
-  services_.scheduler.checkCancellation();
 
-  const auto frontmostHold = services_.workspace.holdFrontmost(resolved.pid);
+  const auto frontmostHold = holdFrontmost(resolved.pid, action);
   const ToolActionBracket bracket(services_.userInteractionMonitor, services_.recording, resolved.pid,
                                   seconds(action.toolGeneratedEventSuppressionInterval()));
   auto snapshot = preActionSnapshot(resolved.pid, action);
+  // A client that was told "timeout" must not see the action happen afterwards.
+  services_.scheduler.checkCancellation();
   ToolResult result = dispatch(resolved.pid, action);
   services_.queues.enqueuePreActionFocusedElement(resolved.bundleID, std::move(snapshot));
   return result;
+}
+
+/// A menu that an application opened in front would close again.
+std::unique_ptr<FrontmostHold> ActionFrame::holdFrontmost(std::int32_t pid, const ComputerUseIPCAction& action) {
+  const auto* secondary = action.get<PerformSecondaryActionParams>();
+  if (secondary && SecondaryAction::mayStayInFront(secondary->action.value_or(""))) return nullptr;
+  return services_.workspace.holdFrontmost(pid);
 }
 
 void ActionFrame::requireApproval(const std::string& bundleID) {
@@ -42,7 +49,7 @@ void ActionFrame::requireApproval(const std::string& bundleID) {
                               ". Approve this app before sending mutation tools.");
   }
   services_.approvalStore.approve(bundleID, /*persistent=*/false);
-  TavikComputerUseLogger::info(LogCategory::tools, "target_app_session_approved", {{"appBundleID", bundleID}});
+  TavikComputerUseLogger::info(LogCategory::authorization, "target_app_session_approved", {{"appBundleID", bundleID}});
 }
 
 void ActionFrame::guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -64,6 +65,7 @@ class ActionFrame {
   void guardActionCanUseLatestState(const std::string& appQuery, const ResolvedApp& app,
                                     const ComputerUseIPCAction& action);
   void requireUnmovedFocus(const AppStateSnapshotContext& session);
+  std::unique_ptr<FrontmostHold> holdFrontmost(std::int32_t pid, const ComputerUseIPCAction& action);
   std::optional<FocusedElementSnapshot> preActionSnapshot(std::int32_t pid, const ComputerUseIPCAction& action);
   ToolResult dispatch(std::int32_t pid, const ComputerUseIPCAction& action);
 

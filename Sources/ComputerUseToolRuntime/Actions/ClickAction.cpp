@@ -1,7 +1,6 @@
 #include "ComputerUseToolRuntime/Actions/ClickAction.h"
 
 #include <algorithm>
-#include <limits>
 #include <set>
 #include <vector>
 
@@ -27,6 +26,9 @@ constexpr std::int64_t middleButton = 2;
 constexpr const char* noClickPoint =
     "Could not determine a reliable click point for the element. Re-query the latest state with get_app_state before "
     "retrying.";
+
+constexpr std::int64_t largestClickCount = 100;
+constexpr const char* tooManyClicks = "click_count must be <= 100";
 
 ToolResult success() { return ToolResult::text("Action completed successfully."); }
 
@@ -66,6 +68,7 @@ struct ClickAction::Target {
 };
 
 ToolResult ClickAction::perform(std::int32_t pid, const ClickParams& params) {
+  if (params.clickCount > largestClickCount) throw ToolError::actionRejected(tooManyClicks);
   if (params.elementIndex) return clickElement(pid, params);
   if (params.x && params.y) return clickPoint(pid, params);
   throw ToolError::actionRejected("click requires either element_index or both x and y");
@@ -79,11 +82,13 @@ ToolResult ClickAction::clickElement(std::int32_t pid, const ClickParams& params
   target.role = reader_.roleName(target.element());
   if (!target.role) target.role = target.item->role;
 
+  services_.scheduler.checkCancellation();
   if (performIfSupported(target.element(), AXActions::scrollToVisible)) {
     services_.scheduler.sleep(afterScrollingIntoView);
     center = reader_.frameCenter(target.element());
   }
   if (center) services_.cursor.prepareForInteraction(*center);
+  services_.scheduler.checkCancellation();
 
   if (params.mouseButton == rightButton) {
     rightClick(target);
@@ -144,6 +149,7 @@ ToolResult ClickAction::clickPoint(std::int32_t pid, const ClickParams& params) 
 
   AccessibilityPort& port = services_.access.port();
   const auto hit = port.copyElementAtPosition(port.createApplication(pid), point);
+  services_.scheduler.checkCancellation();
   const bool isSingle = params.clickCount == 1;
   const bool isRight = params.mouseButton == rightButton;
   if (hit.ok() && isSingle && params.mouseButton == leftButton) {
@@ -230,9 +236,9 @@ void ClickAction::performMouseClick(std::int32_t pid, Point at, Button button, s
                                     bool includeMove, bool allowUnboundSystemMenuBarPoint) {
   if (!allowUnboundSystemMenuBarPoint) services_.geometry.requireBoundTarget(pid, at);
   MouseEventTarget target = services_.geometry.mouseEventTarget(pid, at);
-  const auto count = static_cast<int>(std::min<std::int64_t>(clickCount, std::numeric_limits<int>::max()));
   services_.scheduler.checkCancellation();
-  services_.focusStealPreventer.withSuppression(pid, [&] { target.click(at, button, count, includeMove); });
+  services_.focusStealPreventer.withSuppression(
+      pid, [&] { target.click(at, button, static_cast<int>(clickCount), includeMove); });
 }
 
 }  // namespace tavik

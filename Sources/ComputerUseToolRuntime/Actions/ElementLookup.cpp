@@ -1,7 +1,7 @@
 #include "ComputerUseToolRuntime/Actions/ElementLookup.h"
 
 #include <algorithm>
-#include <limits>
+#include <utility>
 #include <vector>
 
 #include "Base/Text/Text.h"
@@ -17,11 +17,11 @@ constexpr std::int64_t nearbyDistance = 3;
 }  // namespace
 
 std::string nearbyElementDescriptions(std::int64_t index, const UIElementTree& tree) {
-  std::vector<std::string> entries;
   // Any number may come from a model.
-  const std::int64_t first = std::max(index, nearbyDistance) - nearbyDistance;
-  const std::int64_t last = std::min(index, std::numeric_limits<std::int64_t>::max() - nearbyDistance) + nearbyDistance;
-  for (std::int64_t near = first; near <= last && near >= 0; ++near) {
+  if (!std::in_range<int>(index)) return "";
+  std::vector<std::string> entries;
+  const std::int64_t first = std::max<std::int64_t>(index - nearbyDistance, 0);
+  for (std::int64_t near = first; near <= index + nearbyDistance; ++near) {
     if (auto item = tree.item(near)) {
       entries.push_back("[" + std::to_string(near) + "] " + item->appStateDescriptionWithoutIndex());
     }

@@ -47,8 +47,10 @@ bool ScreenGeometry::coordinateMouseTargetIsBoundToApp(std::int32_t pid, Point p
 }
 
 void ScreenGeometry::requireBoundTarget(std::int32_t pid, Point point) const {
-  if (!coordinateMouseTargetIsBoundToApp(pid, point)) throw ToolError::actionRejected(noTargetWindow);
+  if (!coordinateMouseTargetIsBoundToApp(pid, point)) rejectUnboundTarget();
 }
+
+void ScreenGeometry::rejectUnboundTarget() { throw ToolError::actionRejected(noTargetWindow); }
 
 ScreenGeometry::TargetWindow ScreenGeometry::targetWindow(std::int32_t pid, Point point) const {
   const auto session = session_.currentSession();

@@ -26,6 +26,7 @@ class ScreenGeometry {
   bool coordinateMouseTargetIsBoundToApp(std::int32_t pid, Point point) const;
   /// Throws `actionRejected` unless it does.
   void requireBoundTarget(std::int32_t pid, Point point) const;
+  [[noreturn]] static void rejectUnboundTarget();
 
   MouseEventTarget mouseEventTarget(std::int32_t pid, Point point) const;
   ScrollEventSynthesizer scrollEventTarget(std::int32_t pid, Point point) const;

@@ -45,8 +45,7 @@ ToolResult ScrollAction::perform(std::int32_t pid, const ScrollParams& params) {
     return success();
   }
   if (operation.performAccessibilityFallbackIfPossible()) return success();
-  services_.geometry.requireBoundTarget(pid, plan.point);
-  return success();
+  ScreenGeometry::rejectUnboundTarget();
 }
 
 /// Events that cannot be made, or that move nothing, leave it to the accessibility

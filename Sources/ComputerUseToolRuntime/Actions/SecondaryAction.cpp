@@ -127,10 +127,11 @@ void SecondaryAction::pause(Duration duration) {
   }
 }
 
+bool SecondaryAction::mayStayInFront(const std::string& requestedAction) { return requestedAction == "Show Menu"; }
+
 void SecondaryAction::restoreFrontmostIfNeeded(const std::optional<RunningApplication>& previous,
                                                std::int32_t targetPID, const std::string& requestedAction) {
-  // A menu that was just opened must stay.
-  if (requestedAction == "Show Menu" || !previous || previous->pid == targetPID) return;
+  if (mayStayInFront(requestedAction) || !previous || previous->pid == targetPID) return;
   if (!services_.workspace.runningApplication(previous->pid)) return;
   const auto frontmost = services_.workspace.frontmostApplication();
   if (!frontmost || frontmost->pid != targetPID) return;

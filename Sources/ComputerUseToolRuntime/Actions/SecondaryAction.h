@@ -36,6 +36,10 @@ class SecondaryAction {
   /// Throws `ToolError` and `CancellationError`.
   ToolResult perform(std::int32_t pid, const PerformSecondaryActionParams& params);
 
+  /// Whether an application that the action brought to the front stays there: a menu
+  /// that was just opened must.
+  static bool mayStayInFront(const std::string& requestedAction);
+
  private:
   struct Pick;
 

@@ -1,5 +1,7 @@
 #include "ComputerUseToolRuntime/Actions/TypeTextAction.h"
 
+#include <algorithm>
+
 #include "AccessibilitySupport/Access/AXAttributes.h"
 #include "Base/Text/Text.h"
 
@@ -17,6 +19,12 @@ constexpr const char* noLayout = "Cannot type text: keyboard layout lookup faile
 constexpr const char* previewIsNotDurable =
     "Typing into a preview editor is not durable. Double-click the file row or otherwise open the editor durably, then "
     "call get_app_state again before using type_text.";
+
+std::string notTyped(const std::vector<std::string>& refused) {
+  return "Cannot type '" + text::joined(refused, "', '") +
+         "': no key of the keyboard layout gives it and the focused element does not take it otherwise. The rest was "
+         "typed. Re-query the latest state with `get_app_state` before sending more actions.";
+}
 
 std::string textOf(const std::vector<VirtualKeyPress>& presses) {
   std::string text;
@@ -37,8 +45,9 @@ ToolResult TypeTextAction::perform(std::int32_t pid, const TypeTextParams& param
   if (before && isPreviewEditor(before->roleDescription, reader_.string(before->element, AXAttributes::description))) {
     return ToolResult::error(previewIsNotDurable);
   }
+  std::vector<std::string> refused;
   try {
-    type(pid, typing->pieces, interKeyDelayMs(pid, text));
+    refused = type(pid, typing->pieces, interKeyDelayMs(pid, text));
   } catch (const KeyboardEventTarget::Error& error) {
     return ToolResult::error(keyboardErrorDescription(error, text));
   }
@@ -48,6 +57,7 @@ ToolResult TypeTextAction::perform(std::int32_t pid, const TypeTextParams& param
     // The text is typed; what follows only looks whether it arrived.
   }
   if (before) repair_.repair(pid, *before, text, typing->mappedText);
+  if (!refused.empty() && !nowHolds(pid, refused)) return ToolResult::error(notTyped(refused));
   return ToolResult::text("Action completed successfully.");
 }
 
@@ -62,28 +72,37 @@ std::optional<TypeTextAction::Typing> TypeTextAction::plan(const std::string& te
   auto presses = VirtualKeyPress::keyPresses(text, services_.keyboard.layouts());
   if (!presses) return std::nullopt;
   const std::string mappedText = textOf(*presses);
-  return Typing{{{text, *std::move(presses)}}, mappedText};
+  return Typing{{{"", *std::move(presses)}}, mappedText};
 }
 
-void TypeTextAction::type(std::int32_t pid, const std::vector<TypedPiece>& pieces, std::uint64_t interKeyDelayMs) {
+std::vector<std::string> TypeTextAction::type(std::int32_t pid, const std::vector<TypedPiece>& pieces,
+                                              std::uint64_t interKeyDelayMs) {
   services_.scheduler.checkCancellation();
+  std::vector<std::string> refused;
   services_.focusStealPreventer.withSuppression(pid, [&] {
     for (const TypedPiece& piece : pieces) {
       if (piece.presses.empty() && !piece.text.empty()) {
-        insertWithoutKeys(pid, piece.text);
+        if (!insertWithoutKeys(pid, piece.text)) refused.push_back(piece.text);
       } else {
         services_.keyboard.target(pid).typeKeyPresses(piece.presses, interKeyDelayMs);
       }
     }
   });
+  return refused;
 }
 
 /// The keys before it may still be on their way, and overtake it otherwise.
-void TypeTextAction::insertWithoutKeys(std::int32_t pid, const std::string& text) {
+bool TypeTextAction::insertWithoutKeys(std::int32_t pid, const std::string& text) {
   services_.scheduler.sleep(arrivalTime);
-  if (const AXElement focused = typingTarget(pid)) {
-    services_.access.port().setAttributeValue(focused, "AXSelectedText", text);
-  }
+  const AXElement focused = typingTarget(pid);
+  return focused &&
+         services_.access.port().setAttributeValue(focused, "AXSelectedText", text) == AXError::success;
+}
+
+/// The repair may have brought in what was refused.
+bool TypeTextAction::nowHolds(std::int32_t pid, const std::vector<std::string>& texts) {
+  const auto state = focusedTextState(pid, reader_);
+  return state && std::ranges::all_of(texts, [&](const std::string& each) { return text::contains(state->value, each); });
 }
 
 /// What has the focus; in a window that is not in front, where some applications do

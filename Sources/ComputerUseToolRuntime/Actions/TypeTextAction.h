@@ -39,8 +39,11 @@ class TypeTextAction {
     std::string mappedText;
   };
   std::optional<Typing> plan(const std::string& text);
-  void type(std::int32_t pid, const std::vector<TypedPiece>& pieces, std::uint64_t interKeyDelayMs);
-  void insertWithoutKeys(std::int32_t pid, const std::string& text);
+  /// Gives the pieces that the application did not take.
+  std::vector<std::string> type(std::int32_t pid, const std::vector<TypedPiece>& pieces,
+                                std::uint64_t interKeyDelayMs);
+  bool insertWithoutKeys(std::int32_t pid, const std::string& text);
+  bool nowHolds(std::int32_t pid, const std::vector<std::string>& texts);
   AXElement typingTarget(std::int32_t pid);
   std::uint64_t interKeyDelayMs(std::int32_t pid, const std::string& text);
   bool isSpreadsheet(std::int32_t pid);

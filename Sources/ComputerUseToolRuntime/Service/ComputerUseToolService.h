@@ -78,6 +78,7 @@ class ComputerUseToolService {
 
   ToolSession& session() { return session_; }
   ComputerUseUserInteractionMonitor& userInteractionMonitor() { return userInteractionMonitor_; }
+  SystemFocusStealPreventer& focusStealPreventer() { return focusStealPreventer_; }
   PostActionQueues& postActionQueues() { return postActionQueues_; }
 
  private:

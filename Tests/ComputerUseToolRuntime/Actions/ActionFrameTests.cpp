@@ -1,5 +1,6 @@
 #include "Actions/ActionWorld.h"
 #include "Base/Concurrency/TaskGroup.h"
+#include "ComputerUseToolRuntime/Safety/AppApprovalError.h"
 #include "Tests/Support/SeedCount.h"
 
 namespace tavik {
@@ -121,6 +122,71 @@ TEST_F(ActionFrameTest, doesNothingForACallerThatHasGivenUp) {
     action.join();
     EXPECT_THAT(world.performed(), IsEmpty());
     EXPECT_EQ(world.service.userInteractionMonitor().toolActionDepth(), 0);
+  });
+}
+
+TEST_F(ActionFrameTest, doesNotActWhenTheCallerGaveUpWhileTheApplicationWasStillRead) {
+  world.run([&] {
+    auto save = window.add(button("Save").frame(120, 200, 100, 20));
+    world.look();
+    Task action;
+    world.notes.element().on(AXCall::read("AXFocusedUIElement")).runs([&] { action.cancel(); });
+    action = world.scheduler.start("action", [&] { EXPECT_THROW(world.act(clickOn(save)), CancellationError); });
+    action.join();
+    EXPECT_THAT(world.performed(), IsEmpty());
+    EXPECT_THAT(world.recording, ElementsAre("begin toolGeneratedEvent", "end toolGeneratedEvent 500"));
+  });
+}
+
+TEST_F(ActionFrameTest, doesNotPressWhenTheCallerGaveUpDuringTheLookUp) {
+  world.run([&] {
+    auto save = window.add(button("Save").frame(120, 200, 100, 20));
+    world.look();
+    Task action;
+    save.on(AXCall::read("AXRole")).runs([&] { action.cancel(); });
+    action = world.scheduler.start("action", [&] { EXPECT_THROW(world.act(clickOn(save)), CancellationError); });
+    action.join();
+    EXPECT_THAT(world.performed(), IsEmpty());
+  });
+}
+
+TEST_F(ActionFrameTest, keepsAwayFromSecurityProcesses) {
+  world.run([&] {
+    auto agent = world.desktop.application("Agent", "com.apple.SecurityAgent", 66);
+    auto allow = agent.window("Allow", Rect{{200, 200}, {300, 200}}).add(button("Allow").frame(220, 220, 80, 20));
+    world.look();
+    world.desktop.journal().clear();
+    const auto act = [&] { world.service.performAction("com.apple.SecurityAgent", clickOn(allow)); };
+    EXPECT_THROW(act(), AppApprovalError);
+    EXPECT_THAT(world.performed(), IsEmpty());
+    EXPECT_THAT(world.posted(), IsEmpty());
+    EXPECT_THAT(world.recording, IsEmpty());
+  });
+}
+
+TEST_F(ActionFrameTest, clicksAsOftenAsAskedUpToAHundredTimes) {
+  world.run([&] {
+    auto save = window.add(button("Save").frame(120, 200, 100, 20));
+    world.look();
+    EXPECT_EQ(world.act(clickOn(save, 0, 100)), ActionWorld::success);
+    EXPECT_THAT(world.posted(), ::testing::SizeIs(200));
+    for (const std::int64_t count : {std::int64_t{101}, std::numeric_limits<std::int64_t>::max()}) {
+      EXPECT_EQ(world.act(clickOn(save, 0, count)), "click_count must be <= 100");
+      EXPECT_EQ(world.act(clickAt(20, 20, 0, count)), "click_count must be <= 100");
+    }
+    EXPECT_THAT(world.posted(), ::testing::SizeIs(200));
+  });
+}
+
+TEST_F(ActionFrameTest, listsWhatStandsNearAnIndexWhateverTheNumber) {
+  world.run([&] {
+    window.add(button("Save").frame(120, 200, 100, 20));
+    world.look();
+    const auto tree = world.service.session().currentTree();
+    EXPECT_THAT(nearbyElementDescriptions(0, *tree), AllOf(StartsWith("[0] "), HasSubstr(" | [1] "), HasSubstr("[3] ")));
+    EXPECT_THAT(nearbyElementDescriptions(0, *tree), Not(HasSubstr("[4] ")));
+    EXPECT_EQ(nearbyElementDescriptions(std::numeric_limits<std::int64_t>::max(), *tree), "");
+    EXPECT_EQ(nearbyElementDescriptions(std::numeric_limits<std::int64_t>::min(), *tree), "");
   });
 }
 
@@ -246,9 +312,20 @@ TEST_P(ActionExploration, keepsOrderWhateverHappensAtOnce) {
     world.desktop.windowServer().stopAnswering();
     auto save = world.window.add(button("Save").frame(120, 200, 100, 20));
     auto field = world.window.add(textField("Ada").frame(120, 240, 100, 20));
-    int running = 0;
-    bool overlapped = false;
-    save.onAction("AXPress", [&] { overlapped |= running++ > 0; });
+    bool isPressing = false, overlapped = false;
+    int pressesOfTheDead = 0;
+    bool isDead = false;
+    save.onAction("AXPress", [&] {
+      overlapped |= isPressing;
+      pressesOfTheDead += isDead;
+      isPressing = true;
+      try {
+        world.scheduler.sleep(milliseconds(5));
+      } catch (const CancellationError&) {
+        // The application does not care who gave up.
+      }
+      isPressing = false;
+    });
     world.run([&] {
       world.look();
       const auto click = [&] {
@@ -262,12 +339,13 @@ TEST_P(ActionExploration, keepsOrderWhateverHappensAtOnce) {
         world.scheduler.sleep(milliseconds(static_cast<std::int64_t>(world.scheduler.random(1500))));
       };
       std::vector<Task> actions;
-      actions.push_back(tasks.start("click", [&] {
-        anyTime();
-        running = 0;
-        // Whole requests, with the state that follows; refused ones are fine too.
-        ToolWorld::refusalOf([&] { world.perform("Notes", click); });
-      }));
+      for (const char* name : {"click", "another click"}) {
+        actions.push_back(tasks.start(name, [&] {
+          anyTime();
+          // Whole requests, with the state that follows; refused ones are fine too.
+          ToolWorld::refusalOf([&] { world.perform("Notes", click); });
+        }));
+      }
       actions.push_back(tasks.start("write", [&] {
         anyTime();
         ToolWorld::refusalOf([&] { world.perform("Notes", SetValueParams{fieldIndex, "Eve"}); });
@@ -276,9 +354,17 @@ TEST_P(ActionExploration, keepsOrderWhateverHappensAtOnce) {
         anyTime();
         ToolWorld::refusalOf([&] { world.perform("Notes", TypeTextParams{"abc"}); });
       }));
-      tasks.start("state", [&] {
+      for (const char* app : {"Notes", "Mail"}) {
+        tasks.start("state", [&world, &anyTime, app] {
+          anyTime();
+          world.getAppState(app);
+        });
+      }
+      tasks.start("end of an element", [&] {
         anyTime();
-        world.getAppState("Notes");
+        if (world.scheduler.random(2) == 0) return;
+        isDead = true;
+        save.die();
       });
       tasks.start("turn end", [&] {
         anyTime();
@@ -286,10 +372,11 @@ TEST_P(ActionExploration, keepsOrderWhateverHappensAtOnce) {
       });
       tasks.start("give up", [&] {
         anyTime();
-        actions[world.scheduler.random(3)].cancel();
+        actions[world.scheduler.random(actions.size())].cancel();
       });
       tasks.joinAll();
       ASSERT_FALSE(overlapped) << "seed " << seed;
+      ASSERT_EQ(pressesOfTheDead, 0) << "seed " << seed;
       ASSERT_EQ(world.service.userInteractionMonitor().toolActionDepth(), 0) << "seed " << seed;
       ASSERT_EQ(world.recording.size() % 2, 0u) << "seed " << seed;
       ASSERT_EQ(world.service.postActionQueues().preActionFocusedElementCount("com.example.notes"), 0u)

@@ -71,7 +71,9 @@ TEST_F(KeyboardActionTest, refusesAPreviewEditorBeforeAnyKey) {
   world.run([&] {
     focused(textArea("Draft").roleDescription("editor").description("notes.txt, Preview, Editor Group 1"));
     world.look();
-    EXPECT_THAT(world.act(TypeTextParams{"a"}), HasSubstr("Typing into a preview editor is not durable."));
+    EXPECT_EQ(world.act(TypeTextParams{"a"}),
+              "Typing into a preview editor is not durable. Double-click the file row or otherwise open the editor "
+              "durably, then call get_app_state again before using type_text.\n");
     EXPECT_EQ(keysDown(), 0u);
     EXPECT_FALSE(world.desktop.eventPosting().posted().empty());
   });
@@ -121,6 +123,83 @@ TEST_F(KeyboardActionTest, leavesOutACharacterThatNoKeyGivesAndDoesNotWriteItEit
     world.look();
     EXPECT_EQ(world.act(TypeTextParams{"Eve 🙂"}), ActionWorld::success);
     EXPECT_EQ(field.text(), "Eve  Lovelace") << "the keys were lost, and the value was put right without the emoji";
+  });
+}
+
+TEST_F(KeyboardActionTest, leavesOutATextOfWhichNoKeyGivesAnything) {
+  world.run([&] {
+    auto field = focused(textField("Ada"));
+    world.look();
+    const auto before = world.desktop.eventPosting().posted().size();
+    EXPECT_EQ(world.act(TypeTextParams{"🙂"}), ActionWorld::success);
+    EXPECT_EQ(field.text(), "Ada");
+    EXPECT_THAT(world.written(), IsEmpty());
+    EXPECT_EQ(world.desktop.eventPosting().posted().size(), before + 3) << "activation and the two words of the focus";
+  });
+}
+
+TEST_F(KeyboardActionTest, saysWhatItCouldNeitherTypeNorPutIn) {
+  world.run([&] {
+    auto area = focused(textArea(""));
+    world.desktop.keyboard().acceptTextWithoutKeys();
+    world.look();
+    area.on(AXCall::set("AXSelectedText")).answers(AXError::attributeUnsupported);
+    EXPECT_EQ(world.act(TypeTextParams{"a🙂b"}),
+              "Cannot type '🙂': no key of the keyboard layout gives it and the focused element does not take it "
+              "otherwise. The rest was typed. Re-query the latest state with `get_app_state` before sending more "
+              "actions.\n");
+    EXPECT_EQ(keysDown(), 2u);
+  });
+}
+
+TEST_F(KeyboardActionTest, countsWhatTheRepairBroughtInAsTyped) {
+  world.run([&] {
+    auto field = focused(textField(""));
+    world.desktop.keyboard().acceptTextWithoutKeys();
+    world.look();
+    field.on(AXCall::set("AXSelectedText")).answers(AXError::attributeUnsupported);
+    EXPECT_EQ(world.act(TypeTextParams{"a🙂b"}), ActionWorld::success);
+    EXPECT_EQ(field.text(), "a🙂b");
+    EXPECT_EQ(field.selectedRange(), (TextRange{4, 0})) << "the caret stands behind it";
+  });
+}
+
+TEST_F(KeyboardActionTest, takesTheTextBeforeFromTheLastStateWhenNothingHasTheFocus) {
+  world.run([&] {
+    auto field = focused(textField(""));
+    world.look();
+    Fault silence = world.notes.element().on(AXCall::read("AXFocusedUIElement")).answers(AXError::noValue);
+    world.desktop.eventPosting().setOnPost([&](const auto&) { silence.remove(); });
+    EXPECT_EQ(world.act(TypeTextParams{"Eve"}), ActionWorld::success);
+    EXPECT_EQ(field.text(), "Eve") << "it was known what the field held before, so the lost keys were put right";
+  });
+}
+
+TEST_F(KeyboardActionTest, makesTheApplicationBelieveInItsFocusOnlyWhileItTypes) {
+  world.run([&] {
+    focused(textArea(""));
+    world.look();
+    int postedInBelief = 0, postedWithout = 0;
+    world.desktop.eventPosting().setOnPost([&](const SimulatedEventPosting::Posted& posted) {
+      if (posted.event.type != InputEventType::keyDown) return;
+      (world.service.focusStealPreventer().applicationBelievesItHasFocus() ? postedInBelief : postedWithout)++;
+    });
+    const auto isOver = [&] { return !world.service.focusStealPreventer().applicationBelievesItHasFocus(); };
+    world.act(TypeTextParams{"ab"});
+    EXPECT_TRUE(isOver()) << "after success";
+    Task typing = world.scheduler.start("typing", [&] {
+      EXPECT_THROW(world.act(TypeTextParams{std::string(100, 'a')}), CancellationError);
+    });
+    world.scheduler.sleep(seconds(1));
+    EXPECT_FALSE(isOver());
+    typing.cancel();
+    typing.join();
+    EXPECT_TRUE(isOver()) << "after cancellation";
+    EXPECT_GT(postedInBelief, 2);
+    EXPECT_EQ(postedWithout, 0);
+    world.desktop.eventPosting().takeAway(SimulatedEventPosting::Missing::cgEvent);
+    world.act(TypeTextParams{"x"});
+    EXPECT_TRUE(isOver()) << "after an error";
   });
 }
 

@@ -94,6 +94,20 @@ TEST_F(ScrollActionTest, pagesAnElementOutsideTheWindowsOrRefuses) {
   });
 }
 
+TEST_F(ScrollActionTest, doesNotTakeAWindowThatComesTooLateForASuccess) {
+  world.run([&] {
+    auto other = window.add(group("Other").frame(2600, 1000, 200, 100));
+    world.look();
+    // While the application is asked for its own means, one of its windows comes there.
+    other.on(AXCall::of(AXOperation::copyActionNames)).runs([&] {
+      world.notes.window("Late", Rect{{2500, 900}, {400, 300}});
+      world.scheduler.sleep(seconds(1));
+    });
+    EXPECT_EQ(scroll(other), noTargetWindow);
+    EXPECT_THAT(world.posted(), IsEmpty());
+  });
+}
+
 TEST_F(ScrollActionTest, aimsAtTheMiddleOfTheApplicationWhenTheElementHasNoPlace) {
   world.run([&] {
     auto list = window.add(group("List").without("AXPosition").without("AXSize").without("AXFrame"));
@@ -169,7 +183,9 @@ TEST_F(DragActionTest, needsAPicture) {
   world.run([&] {
     world.desktop.windowServer().stopAnswering();
     world.look();
-    EXPECT_THAT(drag({150, 150}, {200, 150}), StartsWith("Screenshot coordinates require a current screenshot"));
+    EXPECT_EQ(drag({150, 150}, {200, 150}),
+              "Screenshot coordinates require a current screenshot with target-window geometry. Re-query get_app_state "
+              "after screenshot capture is available.");
   });
 }
 

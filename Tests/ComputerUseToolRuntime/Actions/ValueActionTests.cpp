@@ -54,7 +54,10 @@ TEST_F(SetValueActionTest, doesNotReadANumberBack) {
       return std::nullopt;
     }));
     world.look();
+    int readsBefore = 0;
+    amount.on(AXCall::set("AXValue")).runs([&] { readsBefore = amount.reads("AXValue"); });
     EXPECT_EQ(set(amount, "42"), ActionWorld::success);
+    EXPECT_EQ(amount.reads("AXValue"), readsBefore);
   });
 }
 
@@ -75,7 +78,12 @@ TEST_F(SetValueActionTest, writesNothingIntoAnEditorThatDrawsItsOwnText) {
   world.run([&] {
     auto editor = window.add(textArea("a").roleDescription("Editor ").frame(120, 120, 100, 20));
     world.look();
-    EXPECT_THAT(set(editor, "b"), StartsWith("No value was written. Set value is not reliable for this editor"));
+    EXPECT_EQ(set(editor, "b"),
+              "No value was written. Set value is not reliable for this editor, so do not treat this failed tool call as "
+              "completing the edit. Focus the editor and use native editor selection, replace, or indentation commands "
+              "instead of whole-buffer AX replacement. If the requested text contains literal tab characters, first run "
+              "the editor command to indent using tabs or convert indentation to tabs before saving; otherwise a "
+              "Spaces-based editor can save four spaces instead of tab characters.\n");
     EXPECT_THAT(world.written(), IsEmpty());
   });
 }
@@ -118,6 +126,70 @@ TEST_F(SetValueActionTest, comparesTheLinesOfAText) {
     world.look();
     keeps = "{ \"a\": 1 }";
     EXPECT_EQ(set(field, "{\"a\":\n1}"), ActionWorld::success) << "a document may be laid out anew";
+  });
+}
+
+/// An application that shows what it was given only a while later, in steps.
+class SlowField {
+ public:
+  SlowField(ActionWorld& world, ElementBuilder plan, std::vector<std::pair<Duration, std::string>> steps)
+      : world_(world), field(world.window.add(plan.rewrites("AXValue", [](const AXValue&) { return std::nullopt; }))) {
+    field.on(AXCall::set("AXValue")).runs([this, steps = std::move(steps)] {
+      for (const auto& [delay, text] : steps) {
+        world_.desktop.after(delay, [this, text] { field.set("AXValue", text); });
+      }
+    });
+  }
+
+ private:
+  ActionWorld& world_;
+
+ public:
+  SimulatedElement field;
+};
+
+TEST_F(SetValueActionTest, goesOnAsSoonAsTheValueHasChangedEnough) {
+  world.run([&] {
+    SlowField line(world, textField("old").frame(120, 120, 100, 20), {{milliseconds(100), "NEW"}});
+    SlowField document(world, textArea("old").frame(120, 150, 100, 20), {{milliseconds(60), "{ \"a\": 1 }"}});
+    SlowField lines(world, textArea("old").frame(120, 180, 100, 20),
+                    {{milliseconds(60), "one"}, {milliseconds(200), "> one\n> two"}});
+    world.look();
+    const auto takes = [&](SimulatedElement element, const std::string& value) {
+      const auto before = world.scheduler.now();
+      EXPECT_EQ(set(element, value), ActionWorld::success);
+      return world.scheduler.now() - before;
+    };
+    EXPECT_EQ(takes(line.field, "new"), milliseconds(80 + 160)) << "looked at after 0, 80 and 240 ms";
+    EXPECT_EQ(takes(document.field, "{\"a\":\n1}"), milliseconds(80));
+    EXPECT_EQ(takes(lines.field, "one\ntwo"), milliseconds(80 + 160)) << "half of it is not enough";
+  });
+}
+
+TEST_F(SetValueActionTest, answersWithWhatItReadLastWhenTheCallerGivesUp) {
+  world.run([&] {
+    auto field = window.add(textField("old").frame(120, 120, 100, 20).rewrites("AXValue", [](const AXValue&) {
+      return std::nullopt;
+    }));
+    world.look();
+    Task action = world.scheduler.start("action", [&] {
+      EXPECT_EQ(set(field, "new"), "Set value did not take effect. Current value is 'old'.\n");
+    });
+    world.scheduler.sleep(milliseconds(100));
+    const auto before = world.scheduler.now();
+    action.cancel();
+    action.join();
+    EXPECT_EQ(world.scheduler.now(), before);
+  });
+}
+
+TEST_F(SetValueActionTest, writesALongTextWithoutHarm) {
+  world.run([&] {
+    auto area = window.add(textArea("old").frame(120, 120, 100, 20));
+    world.look();
+    const std::string text = std::string(100'000, 'x') + "שלום🙂" + std::string("\0\x01", 2);
+    EXPECT_EQ(set(area, text), ActionWorld::success);
+    EXPECT_EQ(area.text(), text);
   });
 }
 
