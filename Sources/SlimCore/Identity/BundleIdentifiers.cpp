@@ -1,6 +1,6 @@
 #include "SlimCore/Identity/BundleIdentifiers.h"
 
-#include <algorithm>
+#include <array>
 
 #include "Base/Text/Text.h"
 
@@ -15,7 +15,8 @@ std::set<std::string> trimmedAndNonEmpty(const std::vector<std::string>& entries
   return kept;
 }
 
-bool isLineBreak(char c) { return c >= '\n' && c <= '\r'; }
+/// Every character that begins a new line, in UTF-8.
+constexpr std::array lineBreaks = {"\n", "\v", "\f", "\r", "\u0085", "\u2028", "\u2029"};
 
 }  // namespace
 
@@ -120,7 +121,7 @@ bool BundleIdentifiers::configuredBool(const std::string& plistKey, bool default
 
 std::vector<std::string> BundleIdentifiers::parseStringList(const std::string& list) {
   std::string separated = list;
-  std::replace_if(separated.begin(), separated.end(), isLineBreak, ',');
+  for (const char* lineBreak : lineBreaks) separated = text::replacingAll(separated, lineBreak, ",");
   std::vector<std::string> entries;
   for (const std::string& piece : text::split(separated, ',', false)) {
     std::string entry = text::trimmed(piece);

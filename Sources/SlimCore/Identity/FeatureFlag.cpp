@@ -1,5 +1,7 @@
 #include "SlimCore/Identity/FeatureFlag.h"
 
+#include <fmt/format.h>
+
 #include <cstdlib>
 
 #include "Base/Text/Text.h"
@@ -35,6 +37,8 @@ std::optional<std::string> FeatureFlag::stringValue(const std::string& key) cons
   if (!value) return std::nullopt;
   if (const auto* string = std::get_if<std::string>(&*value)) return *string;
   if (const auto* integer = std::get_if<std::int64_t>(&*value)) return std::to_string(*integer);
+  if (const double* number = std::get_if<double>(&*value)) return fmt::format("{}", *number);
+  if (const bool* flag = std::get_if<bool>(&*value)) return *flag ? "1" : "0";
   return std::nullopt;
 }
 

@@ -315,9 +315,11 @@ std::string TavikComputerUseLogger::encodeLine(Level level, Category category, s
   }
 
   std::string line = text::joined(words, " ") + "\n";
-  while (line.size() > maximumLineBytes && words.size() > wordsAlwaysKept) {
-    words.pop_back();
+  while (line.size() > maximumLineBytes) {
+    const bool isShortest = words.size() <= wordsAlwaysKept;
+    if (!isShortest) words.pop_back();
     line = text::joined(words, " ") + truncationMark;
+    if (isShortest) break;
   }
   return line;
 }

@@ -95,6 +95,12 @@ TEST(FeatureFlagTest, aStoredValueWinsAndTakesEffectAtOnce) {
   EXPECT_FALSE(flags.screenshot());
   EXPECT_EQ(flags.stringValue("feature/screenshot"), "no");
   EXPECT_EQ(flags.stringValue("absent"), std::nullopt);
+  preferences.objects["number"] = 2.5;
+  EXPECT_EQ(flags.stringValue("number"), "2.5");
+  preferences.objects["number"] = std::int64_t{7};
+  EXPECT_EQ(flags.stringValue("number"), "7");
+  preferences.objects["switch"] = true;
+  EXPECT_EQ(flags.stringValue("switch"), "1");
 }
 
 class BundleIdentifiersTest : public ::testing::Test {
@@ -102,6 +108,11 @@ class BundleIdentifiersTest : public ::testing::Test {
   TablePreferences preferences;
   BundleIdentifiers identifiers{preferences};
 };
+
+TEST_F(BundleIdentifiersTest, listsInATextEndAtCommasAndAtEveryLineBreak) {
+  preferences.properties["TavikComputerUseTrustedBundleIdentifiers"] = "a, b\nc\r\nd\u0085e\u2028f\u2029 g,,";
+  EXPECT_EQ(identifiers.trustedBundleIDs(), (std::set<std::string>{"a", "b", "c", "d", "e", "f", "g"}));
+}
 
 TEST_F(BundleIdentifiersTest, haveDefaultsForEverything) {
   EXPECT_EQ(identifiers.computerUseRuntime(), "com.tavik.computeruse");

@@ -128,6 +128,14 @@ TEST(LogLine, keepsItsFirstSixWordsWhateverTheirSize) {
   const std::string line = Logger::encodeLine(LogLevel::info, LogCategory::ipc, event, manyLongFields(40), morning(), huge);
   EXPECT_LE(line.size(), 16384u);
   EXPECT_THAT(line, HasSubstr("event=" + event));
+
+  std::string families;
+  for (int i = 0; i < 1020; ++i) families += "👩‍👩‍👧‍👦";
+  for (const LogFields& fields : {LogFields{}, manyLongFields(2)}) {
+    const std::string large = Logger::encodeLine(LogLevel::info, LogCategory::ipc, families, fields, morning(), huge);
+    EXPECT_GT(large.size(), 16384u);
+    EXPECT_THAT(large, EndsWith("event=" + families + " truncated=true\n"));
+  }
 }
 
 TEST(LogValueEncoding, anErrorTextIsRedactedAndAnErrorObjectGivesTypeDomainAndCode) {
