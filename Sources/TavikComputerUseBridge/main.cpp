@@ -26,9 +26,9 @@ namespace {
 /// Everything between a tool call and the runtime.
 struct Bridge {
   ThreadScheduler scheduler;
-  SerialQueue logFileQueue{scheduler, "log file"};
   LinuxProcess process;
   SyslogSystemLog systemLog;
+  SerialQueue logFileQueue{scheduler, "log file"};
   BusConnection bus{BusConnection::sessionBusAddress()};
   BusRequestSender sender{bus};
   RuntimeClient runtime{sender};

@@ -29,10 +29,11 @@ enum ExitCode {
 /// Leads standard error into the shared log while it lives. What a person at a
 /// terminal has to read goes to `standardError`, which it was before.
 struct RuntimeLog {
-  SerialQueue fileQueue;
   SyslogSystemLog systemLog;
   LinuxProcess process;
   const int standardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+  /// Last, so that its work ends while the rest lives.
+  SerialQueue fileQueue;
 
   explicit RuntimeLog(Scheduler& scheduler) : fileQueue(scheduler, "log file") {
     LogEnvironment environment = LogEnvironment::ofThisProcess();
@@ -103,8 +104,7 @@ struct Runtime {
   }
 
   ExitCode whyNotServing() {
-    BusConnection bus(BusConnection::sessionBusAddress());
-    if (BusRequestSender(bus).isRuntimeRunning()) {
+    if (BusConnection(BusConnection::sessionBusAddress()).isConnected()) {
       log.tellPerson("Tavik Computer Use is already running in this session.");
       return alreadyRunning;
     }

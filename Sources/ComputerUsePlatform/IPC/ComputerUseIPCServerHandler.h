@@ -55,10 +55,10 @@ class ComputerUseIPCServerHandler {
   void failPendingRequestsAndUninstall(const std::string& message);
 
   /// Runs the operation as a task of its own and gives its result. When it takes
-  /// longer than the time-out, throws `ComputerUseIPCError` `timeout`, then calls
-  /// `onTimeout` (which may be empty and must not wait) and cancels the operation,
-  /// whose result is dropped. The operation must own what it uses, since it can
-  /// outlive the call.
+  /// longer than the time-out, cancels it, so that it begins nothing more for an answer
+  /// that comes too late, throws `ComputerUseIPCError` `timeout` and calls `onTimeout`
+  /// (which may be empty and must not wait); a result is dropped. The operation must own
+  /// what it uses, since it can outlive the call.
   Bytes withRequestTimeout(double timeoutSeconds, const std::string& requestType,
                            std::function<void()> onTimeout, std::function<Bytes()> operation);
 

@@ -124,7 +124,7 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
                          .optional("x", number("Pixels from the left edge of the latest screenshot."))
                          .optional("y", number("Pixels from the top edge of the latest screenshot."))
                          .optional("click_count",
-                                   withDefault(integer(1, "2 for a double click, 3 for a triple click."), 1))
+                                   withDefault(integer(1, "2 for a double click, 3 for a triple click; 100 at most."), 1))
                          .optional("mouse_button",
                                    withDefault(choice({"left", "right", "middle"}, "The button."), "left")),
   });
@@ -166,7 +166,8 @@ std::vector<ToolDescription> describeTools(const std::string& shortcutModifier) 
           "Types text with the keyboard into the focused element of the application, which the state "
           "names in the line \"The focused UI element is ...\". Click the field first when another "
           "element has the focus. What is selected is replaced. To replace the whole content of a field, "
-          "set_value is safer. \"The user changed ...\": the focus moved since the state was read; "
+          "set_value is safer. A text of more than 500 characters may take longer than a request may: "
+          "type it in parts. \"The user changed ...\": the focus moved since the state was read; "
           "nothing was typed. Answers with the new state.",
       .inputSchema =
           ObjectSchema()

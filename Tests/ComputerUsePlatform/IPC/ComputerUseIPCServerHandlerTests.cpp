@@ -259,7 +259,7 @@ TEST(ComputerUseIPCServerHandler, aRequestThatEndsInTimeIsAnsweredAndItsTimerSta
   });
 }
 
-TEST(ComputerUseIPCServerHandler, aRequestThatTakesTooLongIsAnsweredAtOnceAndThenCancelled) {
+TEST(ComputerUseIPCServerHandler, aRequestThatTakesTooLongIsCancelledAndAnsweredAtOnce) {
   LogCapture log;
   onDesk([&](ServerDesk& desk) {
     std::optional<double> cancelledAt;
@@ -454,6 +454,23 @@ TEST(ComputerUseIPCServerHandler, destroyingItEndsTheTasksOfItsRequests) {
     }
     EXPECT_EQ(scheduler.now(), MonotonicTime{});
     EXPECT_EQ(scheduler.unfinishedTaskCount(), 1u);
+  });
+}
+
+TEST(ComputerUseIPCServerHandler, aRequestThatIsGivenUpInTheQueueIsAnsweredAsCancelled) {
+  LogCapture log;
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    std::optional<SimulatedRequest> queued;
+    {
+      ServerDesk desk(scheduler);
+      desk.server.install(std::nullopt, desk.workingFor(1000));
+      desk.send("One");
+      desk.send("Two");
+      queued = desk.send("Three");
+      scheduler.settle();
+    }
+    expectError(queued->reply(), -10012, "cancelled");
   });
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "Backends/Simulated/System/SimulatedProcess.h"
@@ -178,6 +179,52 @@ TEST(RuntimeLifetime, endsNinetySecondsAfterItsLastClientWasSeen) {
     desk.scheduler.sleep(seconds(1000));
     EXPECT_THAT(desk.terminations, ElementsAre(90));
     EXPECT_EQ(desk.log.only("runtime_shutdown_requested").fields, (Fields{{"reason", "no_active_clients"}}));
+  });
+}
+
+TEST(RuntimeLifetimeExploration, whateverClientsDoItEndsOnlyWhenNoneIsLeftAndThenSoon) {
+  exploreSeeds(seedCount(10'000), [](SimulatedScheduler& scheduler) {
+    scheduler.run([&] {
+      struct Client {
+        double lastSeen = -1000;
+        double gone = 1e9;
+      };
+      LifetimeDesk desk(scheduler);
+      desk.permissionFlowEnds = static_cast<double>(125 * scheduler.random(4)) * static_cast<double>(scheduler.random(2));
+      std::array<Client, 3> clients;
+      std::vector<Task> tasks;
+      for (std::size_t i = 0; i < clients.size(); ++i) {
+        tasks.push_back(scheduler.start("client", [&, i] {
+          const auto pid = static_cast<std::int32_t>(30 + i);
+          desk.process.state(pid, {});
+          for (int n = 0; n < 3; ++n) {
+            // Never in the instant of a timer.
+            scheduler.sleep(seconds(static_cast<double>(15 * scheduler.random(8) + i + 1)));
+            desk.lifetime.recordClientActivity(pid, "R");
+            if (desk.terminations.empty()) clients[i].lastSeen = desk.elapsed();
+          }
+          scheduler.sleep(seconds(static_cast<double>(15 * scheduler.random(8))));
+          if (scheduler.random(2) == 0) return;
+          desk.process.end(pid);
+          clients[i].gone = desk.elapsed();
+        }));
+      }
+      for (const Task& task : tasks) task.join();
+      scheduler.sleep(seconds(2000));
+      ASSERT_FALSE(desk.terminations.empty());
+      const double end = desk.terminations.front();
+      double lastSeen = 0;
+      // The last one counts at the first look after it, exactly 90 seconds later.
+      for (const Client& client : clients) {
+        lastSeen = std::max(lastSeen, client.lastSeen);
+        const bool isGone = client.gone <= end;
+        if (!isGone) {
+          EXPECT_GE(end, client.lastSeen + 90) << "under a client that lives";
+        }
+      }
+      EXPECT_GE(end, desk.permissionFlowEnds);
+      EXPECT_LE(end, std::max(lastSeen + 180, desk.permissionFlowEnds + 90) + 0.001);
+    });
   });
 }
 

@@ -1,6 +1,8 @@
 #include "Backends/Linux/Transport/BusRequestSender.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "Backends/Linux/Transport/RequestBusAddress.h"
 
@@ -31,6 +33,9 @@ bool wasNotDelivered(const BusReply& reply) {
   return error == DBUS_ERROR_SERVICE_UNKNOWN || error == DBUS_ERROR_NAME_HAS_NO_OWNER;
 }
 
+/// It has the name for a moment still, and receives no more requests.
+bool isFromARuntimeThatEnds(const BusReply& reply) { return reply.errorName() == DBUS_ERROR_UNKNOWN_OBJECT; }
+
 Outcome outcomeOf(const BusReply& reply) {
   switch (reply.status) {
     case BusReply::Status::timedOut:
@@ -39,7 +44,7 @@ Outcome outcomeOf(const BusReply& reply) {
       return failure(Failure::disconnected, "The session bus went away.");
     case BusReply::Status::failed:
       // The bus answers so in place of a runtime that ends with calls unanswered.
-      if (reply.errorName() == DBUS_ERROR_NO_REPLY || reply.errorName() == DBUS_ERROR_UNKNOWN_OBJECT) {
+      if (reply.errorName() == DBUS_ERROR_NO_REPLY) {
         return failure(Failure::disconnected, "The runtime ended before it answered.");
       }
       return failure(Failure::notReachable, reply.errorName() + ": " + reply.message.read().string());
@@ -75,12 +80,29 @@ Outcome BusRequestSender::send(const std::string& requestType, const Bytes& requ
                      "There is no session bus; run in a desktop session, or set DBUS_SESSION_BUS_ADDRESS.");
     }
     BusReply reply = bus_.call(requestMessage(requestType, requestData, requestID), timeout);
-    if (!wasNotDelivered(reply)) return outcomeOf(reply);
+    if (isFromARuntimeThatEnds(reply)) {
+      if (!waitUntilNobodyHasTheName()) {
+        return failure(Failure::notReachable, "Something else than the runtime answers at its address.");
+      }
+    } else if (!wasNotDelivered(reply)) {
+      return outcomeOf(reply);
+    }
     if (std::string why = launcher_.ensureRunning(startTimeout_); !why.empty()) {
       return failure(Failure::notReachable, std::move(why));
     }
   }
   return failure(Failure::notReachable, "The runtime ends as soon as it has started.");
+}
+
+bool BusRequestSender::waitUntilNobodyHasTheName() {
+  constexpr auto longestEnd = std::chrono::seconds(5);
+  constexpr auto pollInterval = std::chrono::milliseconds(20);
+  const auto deadline = std::chrono::steady_clock::now() + longestEnd;
+  while (bus_.hasOwner(requestBus::name)) {
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(pollInterval);
+  }
+  return true;
 }
 
 bool BusRequestSender::isRuntimeRunning() {

@@ -23,6 +23,9 @@ class BusRequestSender : public RequestSenderPort {
   bool isRuntimeRunning() override;
 
  private:
+  /// False when it takes too long.
+  bool waitUntilNobodyHasTheName();
+
   BusConnection& bus_;
   RuntimeLauncher launcher_;
   const std::chrono::milliseconds startTimeout_;
