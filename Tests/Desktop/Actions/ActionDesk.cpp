@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Backends/Linux/Windows/X11Activation.h"
+#include "UsersWatch.h"
 
 namespace tavik {
 
@@ -59,12 +60,13 @@ void ActionDesk::act(const std::string& name, const ComputerUseIPCAction& action
                      const std::function<bool()>& hasEffect) {
   const UsersWorld before = usersWorld();
   const int postedBefore = witness.postedCount();
+  const UsersWatch watch([this, before] { return usersWorld() == before; });
   const std::string said =
       saidOf([&] { return textOf(tools.withSerializedAction([&] { return tools.performAction(app, action); })); });
   EXPECT_EQ(said, "Action completed successfully.\n") << toolkit << ": " << name;
   EXPECT_TRUE(eventually(hasEffect)) << toolkit << ": no effect of " << name << " in\n" << state;
   const bool wasPosted = witness.postedCount() > postedBefore;
-  EXPECT_TRUE(eventually([&] { return usersWorld() == before; })) << toolkit << ": the user was disturbed by " << name;
+  EXPECT_EQ(watch.disturbances(), 0) << toolkit << ": the user was disturbed by " << name;
   ActionMatrix::shared().note(name, toolkit, wasPosted ? meansOf(toolkit, name) : "accessibility");
 }
 

@@ -15,6 +15,12 @@ const std::vector<std::string> toolkits = {"GTK 3", "GTK 4", "Qt", "Chromium", "
 const std::vector<std::string> actions = {"click",     "click by coordinates", "scroll",      "drag",           "type_text",
                                           "press_key", "set_value",            "select_text", "secondary action"};
 
+std::string joined(const std::set<std::string>& words) {
+  std::string joined;
+  for (const auto& word : words) joined += (joined.empty() ? "" : ", ") + word;
+  return joined;
+}
+
 std::string contentOf(const std::string& page) {
   std::ifstream file(page);
   return {std::istreambuf_iterator<char>(file), {}};
@@ -28,7 +34,7 @@ ActionMatrix& ActionMatrix::shared() {
 }
 
 void ActionMatrix::note(const std::string& action, const std::string& toolkit, const std::string& means) {
-  cells_[action][toolkit] = means;
+  cells_[action][toolkit].insert(means);
 }
 
 std::string ActionMatrix::table() const {
@@ -44,7 +50,7 @@ std::string ActionMatrix::table() const {
     const auto row = cells_.find(action);
     for (const auto& toolkit : toolkits) {
       const bool isKnown = row != cells_.end() && row->second.contains(toolkit);
-      table += " " + (isKnown ? row->second.at(toolkit) : "not tried") + " |";
+      table += " " + (isKnown ? joined(row->second.at(toolkit)) : "not tried") + " |";
     }
     table += "\n";
   }

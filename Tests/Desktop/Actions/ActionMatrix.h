@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 
 namespace tavik {
@@ -20,7 +21,7 @@ class ActionMatrix {
 
  private:
   /// By action and toolkit.
-  std::map<std::string, std::map<std::string, std::string>> cells_;
+  std::map<std::string, std::map<std::string, std::set<std::string>>> cells_;
 };
 
 }  // namespace tavik
