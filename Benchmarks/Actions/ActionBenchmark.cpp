@@ -48,11 +48,28 @@ class Desk {
   }
   AXElement element(std::int64_t index) { return tools_.session().currentTree()->item(index)->axElement; }
   void act(const ComputerUseIPCAction& action) { tools_.performAction(app, action); }
-  std::string value(const AXElement& element) {
-    if (auto text = reader_.string(element, "AXValue")) return *text;
-    return std::to_string(reader_.number(element, "AXValue").value_or(-1));
+  std::string value(const AXElement& element, const std::string& attribute = "AXValue") {
+    if (auto text = reader_.string(element, attribute)) return *text;
+    return std::to_string(reader_.number(element, attribute).value_or(-1));
   }
   Point center(const AXElement& element) { return reader_.frameCenter(element).value_or(Point()); }
+  Rect frame(const AXElement& element) { return reader_.frame(element).value_or(Rect()); }
+  /// The scroll bar that stands upright in an element; null when there is none.
+  AXElement verticalBar(const AXElement& element) {
+    for (const AXElement& child : reader_.elements(element, "AXChildren")) {
+      const bool isUpright = reader_.string(child, "AXOrientation") == "AXVerticalOrientation";
+      if (reader_.roleName(child) == "AXScrollBar" && isUpright) return child;
+    }
+    return {};
+  }
+  /// The pixel of the last state's picture where a global point is.
+  Point pixel(Point point) {
+    const auto session = tools_.session().currentSession();
+    const Rect& bounds = *session->targetWindowBounds;
+    const Size& size = *session->screenshotPixelSize;
+    return {(point.x - bounds.minX()) * size.width / bounds.size.width,
+            (point.y - bounds.minY()) * size.height / bounds.size.height};
+  }
 
  private:
   ThreadScheduler scheduler_;
@@ -66,21 +83,27 @@ class Desk {
   LiveElementReader reader_{access_};
 };
 
-/// Runs the action in rounds and prints how long its effect took to show.
+/// Runs the action in rounds and prints how long its effect took to show: `prepare`
+/// gives the element whose attribute it changes.
 void measure(Desk& desk, const char* name, const char* means, int rounds, double fixedWait,
-             const std::function<AXElement()>& prepare, const std::function<void()>& action) {
+             const std::function<AXElement()>& prepare, const std::function<void()>& action,
+             const std::string& attribute = "AXValue") {
   std::vector<double> times;
   for (int round = 0; round < rounds; ++round) {
     const AXElement watched = prepare();
-    const std::string before = desk.value(watched);
+    const std::string before = desk.value(watched, attribute);
     const auto start = Clock::now();
     action();
-    while (desk.value(watched) == before && Clock::now() - start < std::chrono::seconds(5)) {
+    while (desk.value(watched, attribute) == before && Clock::now() - start < std::chrono::seconds(5)) {
     }
     times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
   }
   std::ranges::nth_element(times, times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2));
   std::printf("%-10s %-16s %8.1f %6.0f\n", name, means, times[times.size() / 2], fixedWait);
+}
+
+std::string said(Point point) {
+  return std::to_string(static_cast<int>(point.x)) + " " + std::to_string(static_cast<int>(point.y));
 }
 
 void run(const std::string& command) {
@@ -125,6 +148,50 @@ int main(int argc, char** argv) {
           [&] { desk.act(SetValueParams{index, "value " + std::to_string(++number)}); });
   measure(desk, "type_text", "this system", rounds, 50, focusedEntry, [&] { desk.act(TypeTextParams{"0123456789"}); });
   measure(desk, "press_key", "this system", rounds, 0, focusedEntry, [&] { desk.act(PressKeyParams{"BackSpace"}); });
+  measure(desk, "secondary", "this system", rounds, 0, box,
+          [&] { desk.act(PerformSecondaryActionParams{index, "Press"}); });
+
+  const char* word = "alpha";
+  const auto entryOfTwoWords = [&] {
+    const AXElement field = entry();
+    desk.act(SetValueParams{index, "alpha beta"});
+    desk.look();
+    word = word == std::string("alpha") ? "beta" : "alpha";
+    return entry() == field ? field : desk.element(index);
+  };
+  measure(desk, "select", "this system", rounds, 270, entryOfTwoWords,
+          [&] { desk.act(TextSelectionParams{index, word, std::nullopt, std::nullopt, TextSelectionMode::text}); },
+          "AXSelectedText");
+
+  Point from, to;
+  const auto slider = [&] {
+    desk.look();
+    index = desk.find([](const auto& item) { return item.role == "AXSlider" && item.isEnabled && item.isValueSettable; });
+    const AXElement element = desk.element(index);
+    const Rect frame = desk.frame(element);
+    const bool isLow = std::atof(desk.value(element).c_str()) < 50;
+    from = {frame.minX() + frame.size.width * (isLow ? 0.3 : 0.7), frame.center().y};
+    to = {frame.minX() + frame.size.width * (isLow ? 0.7 : 0.3), frame.center().y};
+    return element;
+  };
+  measure(desk, "drag", "this system", rounds, 0, slider, [&] {
+    const Point start = desk.pixel(from), end = desk.pixel(to);
+    desk.act(DragParams{start.x, start.y, end.x, end.y});
+  });
+
+  std::int64_t direction = 1;
+  const auto scrolled = [&] {
+    desk.look();
+    AXElement bar;
+    index = desk.find([&](const auto& item) {
+      bar = item.axElement ? desk.verticalBar(item.axElement) : AXElement();
+      return static_cast<bool>(bar);
+    });
+    from = desk.center(desk.element(index));
+    direction = direction == 1 ? 0 : 1;
+    return bar;
+  };
+  measure(desk, "scroll", "this system", rounds, 0, scrolled, [&] { desk.act(ScrollParams{index, direction, 1}); });
 
   const std::string window = std::string("$(xdotool search --onlyvisible --class ") + app + " | tail -n 1)";
   run("xdotool windowactivate --sync " + window);
@@ -135,7 +202,13 @@ int main(int argc, char** argv) {
             place = desk.center(element);
             return element;
           },
-          [&] { run("xdotool mousemove " + std::to_string(static_cast<int>(place.x)) + " " + std::to_string(static_cast<int>(place.y)) + " click 1"); });
+          [&] { run("xdotool mousemove " + said(place) + " click 1"); });
   measure(desk, "type_text", "xdotool", rounds, 0, focusedEntry, [&] { run("xdotool type --delay 0 0123456789"); });
   measure(desk, "press_key", "xdotool", rounds, 0, focusedEntry, [&] { run("xdotool key BackSpace"); });
+  measure(desk, "drag", "xdotool", rounds, 0, slider, [&] {
+    run("xdotool mousemove " + said(from) + " mousedown 1 mousemove " + said(to) + " mouseup 1");
+  });
+  measure(desk, "scroll", "xdotool", rounds, 0, scrolled, [&] {
+    run("xdotool mousemove " + said(from) + " click --repeat 3 --delay 1 " + (direction == 1 ? "5" : "4"));
+  });
 }

@@ -44,3 +44,9 @@ measure("click", rounds, lambda: (box.clearCache(), box.getState().contains(pyat
         lambda _: box.queryAction().doAction(0))
 measure("set_value", rounds, lambda: text.getText(0, -1),
         lambda number: entry.queryEditableText().setTextContents(f"value {number} {time.time()}"))
+entry.queryEditableText().setTextContents("alpha beta")
+measure("select", rounds, lambda: tuple(text.getSelection(0)),
+        lambda number: (text.removeSelection(0), text.addSelection(*((0, 5) if number % 2 else (6, 10)))))
+slider = find(application, lambda a: a.getRole() == pyatspi.ROLE_SLIDER and sensitive(a)).queryValue()
+measure("drag", rounds, lambda: slider.currentValue,
+        lambda number: setattr(slider, "currentValue", 30 if number % 2 else 70))
