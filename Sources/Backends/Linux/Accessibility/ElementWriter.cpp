@@ -110,16 +110,6 @@ AXErrorCode ElementWriter::set(const LinuxElement& element, const std::string& a
     return setSelected(element, *selected);
   }
   if (element.kind != Kind::object) return AXError::attributeUnsupported;
-  NodeView node = reader_.view(element.object);
-  bool isCheckable = node.facts.role == AccessibleRole::checkBox ||
-                     node.facts.role == AccessibleRole::radioButton ||
-                     node.facts.role == AccessibleRole::toggleButton;
-  if (attribute == "AXValue" && isCheckable) {
-    std::optional<bool> wanted = truthOf(value);
-    AXResult<AXValue> present = reader_.attribute(element, "AXValue");
-    if (!wanted || !present.ok()) return AXError::illegalArgument;
-    return truthOf(present.value) == wanted ? AXError::success : perform(element, "AXPress");
-  }
   if (!reader_.isSettable(element, attribute)) return AXError::attributeUnsupported;
   if (attribute == "AXValue") return setValue(element.object, value);
   if (attribute == "AXFocused") {
