@@ -94,6 +94,12 @@ TEST(ScrollEventSynthesizer, failsWhereNothingCanBePosted) {
                ScrollEventSynthesizer::Error);
 }
 
+TEST(ScrollEventSynthesizer, postsOneEventThatDoesNotMoveForADistanceThatCannotBeCounted) {
+  InputDesk desk;
+  ScrollEventSynthesizer(desk.port, InputDesk::pid).scroll(up, 1e300, {0, 0}, 400);
+  EXPECT_THAT(desk.world.desktop.journal().lines("post"), ElementsAre("post scroll 0 0"));
+}
+
 TEST(ScrollEventSynthesizer, clampsAnEventToWhatAWheelCanTell) {
   InputDesk desk;
   ScrollEventSynthesizer(desk.port, InputDesk::pid).scroll(up, 1e12, {0, 0}, 100);

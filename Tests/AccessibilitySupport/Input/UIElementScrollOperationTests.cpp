@@ -110,6 +110,16 @@ class ScrolledView : public testing::Test {
     };
   }
 
+  /// Lets an operation fail, after some times.
+  void refuse(const std::string& operation, std::size_t after = 0) {
+    const auto note = desk.port.intercept;
+    desk.port.intercept = [this, note, operation, after](const ScriptedAccessibility::Call& call) {
+      note(call);
+      const bool fails = call.operation == operation && performed.size() > after;
+      return fails ? std::optional(AXError::failure) : std::nullopt;
+    };
+  }
+
   AXElement add(const std::string& role, Rect frame) {
     return desk.port.add(AccessDesk::appPID, {.attributes = {{AXAttributes::role, role},
                                                              {AXAttributes::position, frame.origin},
@@ -162,6 +172,17 @@ TEST_F(ScrolledView, bringsATargetIntoViewByTheNearestAncestorThatCan) {
   EXPECT_EQ(valueOf(view, AXAttributes::makeScreenRectVisible), AXValue(0.6));
 }
 
+TEST_F(ScrolledView, bringsATargetIntoViewByItsOwnAttributeWhenItsActionIsRefused) {
+  desk.port.at(target).actions = {AXActions::scrollToVisible};
+  desk.port.at(target).settable = {AXAttributes::makeScreenRectVisible};
+  desk.port.at(view).settable = {AXAttributes::makeScreenRectVisible};
+  refuse("performAction");
+  with(target, down, 1, [](auto& operation) { EXPECT_TRUE(operation.makeTargetVisibleIfNeeded()); });
+  EXPECT_THAT(performed, ElementsAre(AXActions::scrollToVisible));
+  EXPECT_EQ(valueOf(target, AXAttributes::makeScreenRectVisible), AXValue(0.6));
+  EXPECT_THAT(written, ElementsAre(AXAttributes::makeScreenRectVisible)) << "and by no ancestor";
+}
+
 TEST_F(ScrolledView, leavesATargetThatIsInViewAlone) {
   set(target, AXAttributes::position, Point{0, 50});
   desk.port.at(target).actions = {AXActions::scrollToVisible};
@@ -205,6 +226,19 @@ TEST_F(ScrolledView, scrollsWholePagesByActions) {
   desk.port.at(view).actions = {AXActions::scrollDownByPage};
   with(view, down, 2, [](auto& operation) { EXPECT_TRUE(operation.performAccessibilityFallbackIfPossible()); });
   EXPECT_THAT(performed, ElementsAre(AXActions::scrollDownByPage, AXActions::scrollDownByPage));
+}
+
+TEST_F(ScrolledView, goesOnWithTheBarWhenAPageActionFailsAndKeepsThePagesBefore) {
+  const AXElement bar = addBar("AXVerticalOrientation", 0.0, rect(90, 0, 10, 200));
+  const AXElement content = add("AXGroup", rect(0, 0, 90, 1000));
+  set(view, AXAttributes::children, AXArray{bar, content});
+  desk.port.at(view).actions = {AXActions::scrollDownByPage};
+  refuse("performAction", 1);
+  with(view, down, 3, [](auto& operation) { EXPECT_FALSE(operation.performWholePageActionIfPossible()); });
+  EXPECT_EQ(performed.size(), 2u) << "one page, and one that failed";
+  performed.clear();
+  with(view, down, 3, [](auto& operation) { EXPECT_TRUE(operation.performAccessibilityFallbackIfPossible()); });
+  EXPECT_THAT(written, ElementsAre(AXAttributes::value));
 }
 
 TEST_F(ScrolledView, neverUsesPageActionsForPartsOfAPage) {

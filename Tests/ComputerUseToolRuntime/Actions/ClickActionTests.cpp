@@ -349,6 +349,31 @@ TEST_F(ClickActionTest, pressesWhatLiesUnderAPointWhereThatSuffices) {
   });
 }
 
+TEST_F(ClickActionTest, readsAMenuUnderAPointWithoutOpeningIt) {
+  world.run([&] {
+    auto bar = world.notes.menuBar({menu("File", {menuItem("Open")})});
+    bar.setFrame(Rect{{0, 0}, {1900, 20}});
+    bar.child(0).setFrame(Rect{{120, 0}, {60, 20}});
+    world.look();
+    EXPECT_EQ(world.act(clickAt(1.28 * 30, 1.28 * -90)), ActionWorld::success);
+    EXPECT_THAT(world.performed(), IsEmpty());
+    EXPECT_THAT(world.posted(), IsEmpty());
+    EXPECT_TRUE(world.service.postActionQueues().dequeuePendingMenu("com.example.notes", 42));
+  });
+}
+
+TEST_F(ClickActionTest, showsTheMenuOfWhatLiesUnderAPoint) {
+  world.run([&] {
+    window.add(image("Photo").frame(200, 300, 100, 40).menu({menuItem("Copy")}));
+    world.look();
+    EXPECT_EQ(world.act(clickAt(140, 270, 1)), ActionWorld::success);
+    EXPECT_THAT(world.performed(), ElementsAre(StartsWith("perform AXShowMenu of")));
+    EXPECT_THAT(world.posted(), IsEmpty());
+    world.scheduler.sleep(milliseconds(1));
+    EXPECT_EQ(world.cursor.log.back(), "pulse 1");
+  });
+}
+
 TEST_F(ClickActionTest, clicksOnceWhenAskedForNoClickAndShowsOne) {
   world.run([&] {
     world.look();

@@ -237,6 +237,32 @@ TEST_F(SelectTextActionTest, refusesWhatIsNotThereOnce) {
   });
 }
 
+TEST_F(SelectTextActionTest, endsWhenTheCallerGivesUp) {
+  world.run([&] {
+    auto area = window.add(textArea("foo bar").frame(120, 120, 200, 100));
+    world.look();
+    for (const int after : {100, 200, 300}) {
+      Task action = world.scheduler.start("action", [&] { EXPECT_THROW(select(area, "bar"), CancellationError); });
+      area.on(AXCall::read("AXSelectedTextRange")).answers(AXError::noValue);
+      world.scheduler.sleep(milliseconds(after));
+      action.cancel();
+      action.join();
+      EXPECT_EQ(world.service.userInteractionMonitor().toolActionDepth(), 0);
+    }
+  });
+}
+
+TEST_F(SelectTextActionTest, selectsInALongText) {
+  world.run([&] {
+    auto area = window.add(textArea(std::string(100'000, 'x') + "שלום" + std::string("\0\x01", 2) + "🙂 bar")
+                               .frame(120, 120, 200, 100));
+    world.look();
+    EXPECT_EQ(select(area, "bar"), ActionWorld::success);
+    EXPECT_EQ(area.selectedRange(), (TextRange{100'009, 3}));
+    EXPECT_EQ(select(area, std::string(200'000, 'x')), notFound);
+  });
+}
+
 TEST_F(SelectTextActionTest, refusesWhatCannotBeFocused) {
   world.run([&] {
     auto area = window.add(textArea("foo bar").frame(120, 120, 200, 100));

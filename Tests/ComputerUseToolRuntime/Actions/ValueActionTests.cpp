@@ -308,6 +308,22 @@ TEST_F(SecondaryActionTest, seesToItThatAPickedItemIsPicked) {
   });
 }
 
+TEST_F(SecondaryActionTest, bringsAPickToItsEndAlsoForACallerThatGaveUp) {
+  world.run([&] {
+    auto item = window.add(element("AXMenuItem", "Copy").frame(120, 120, 80, 20).action("AXPick").action("AXPress").focusable().inert());
+    world.look();
+    item.focus();
+    world.desktop.eventPosting().setOnPost([&](const auto&) { window.focus(); });
+    Task action = world.scheduler.start("action", [&] { EXPECT_EQ(ask(item, "Pick"), ActionWorld::success); });
+    world.scheduler.sleep(milliseconds(60));
+    action.cancel();
+    action.join();
+    EXPECT_THAT(world.performed(),
+                ElementsAre("perform AXPick of menu item 'Copy'", "perform AXPress of menu item 'Copy'"));
+    EXPECT_THAT(world.posted(), ::testing::SizeIs(3));
+  });
+}
+
 TEST_F(SecondaryActionTest, doesNoMoreThanThePickWhereThatClosedTheMenu) {
   world.run([&] {
     auto item = window.add(element("AXMenuItem", "Copy").frame(120, 120, 80, 20).action("AXPick").inert());
@@ -338,6 +354,7 @@ TEST_F(SecondaryActionTest, givesTheFrontBackToWhoHadIt) {
     EXPECT_EQ(world.desktop.workspace().frontmostApplication()->pid, 50);
     EXPECT_EQ(ask(save, "Show Menu"), ActionWorld::success);
     EXPECT_EQ(world.desktop.workspace().frontmostApplication()->pid, 42) << "a menu that was opened stays";
+    EXPECT_THAT(world.desktop.journal().lines("hold"), ElementsAre("hold front against 42")) << "but for the menu";
   });
 }
 

@@ -5,6 +5,7 @@
 
 #include "Base/Concurrency/SimulatedScheduler.h"
 #include "Base/Concurrency/TaskGroup.h"
+#include "Tests/Support/SeedCount.h"
 
 namespace tavik {
 namespace {
@@ -93,7 +94,7 @@ TEST(OperationSerializationGate, aCancelledWaiterIsStillHandedTheKeyAndPassesItO
 }
 
 TEST(OperationSerializationGate, neverRunsTwoOperationsOfOneKeyAtOnce) {
-  exploreSeeds(1000, [](SimulatedScheduler& scheduler) {
+  exploreSeeds(seedCount(10'000), [](SimulatedScheduler& scheduler) {
     scheduler.run([&] {
       OperationSerializationGate gate(scheduler);
       TaskGroup tasks(scheduler);
@@ -115,6 +116,32 @@ TEST(OperationSerializationGate, neverRunsTwoOperationsOfOneKeyAtOnce) {
       ASSERT_EQ(runs, 6);
       ASSERT_FALSE(gate.isLocked("key"));
       ASSERT_EQ(gate.waiterCount("key"), 0u);
+    });
+  });
+}
+
+TEST(OperationSerializationGate, handsAKeyOverInTheOrderOfArrivalWhoeverGivesUp) {
+  exploreSeeds(seedCount(10'000), [](SimulatedScheduler& scheduler) {
+    scheduler.run([&] {
+      constexpr std::size_t waiters = 4;
+      OperationSerializationGate gate(scheduler);
+      TaskGroup tasks(scheduler);
+      std::vector<std::size_t> served;
+      std::vector<Task> started;
+      gate.acquire("key");
+      for (std::size_t i = 0; i < waiters; ++i) {
+        started.push_back(tasks.start("operation", [&, i] {
+          gate.withLock("key", [&] {
+            scheduler.yield();
+            served.push_back(i);
+          });
+        }));
+        while (gate.waiterCount("key") <= i) scheduler.yield();
+      }
+      started[scheduler.random(waiters)].cancel();
+      gate.release("key");
+      tasks.joinAll();
+      ASSERT_THAT(served, ElementsAre(0u, 1u, 2u, 3u));
     });
   });
 }

@@ -80,7 +80,11 @@ void SimulatedWorkspace::activate(std::int32_t pid) {
   });
 }
 
-std::unique_ptr<FrontmostHold> SimulatedWorkspace::holdFrontmost(std::int32_t) { return nullptr; }
+/// Simulated applications take the front only when a test lets them.
+std::unique_ptr<FrontmostHold> SimulatedWorkspace::holdFrontmost(std::int32_t against) {
+  journal_.note("hold", "front against " + std::to_string(against));
+  return nullptr;
+}
 
 ApplicationLayout SimulatedWorkspace::applicationLayout() {
   return {.pathSuffix = ".app",
