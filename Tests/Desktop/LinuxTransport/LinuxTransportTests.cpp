@@ -11,6 +11,7 @@
 
 #include "Backends/Linux/Process/ProcessFiles.h"
 #include "Backends/Linux/Transport/BusRequestSender.h"
+#include "Backends/Linux/Transport/RequestBusAddress.h"
 #include "TransportEnd.h"
 
 namespace tavik::test {
@@ -229,6 +230,19 @@ TEST_F(RuntimeStart, StartsTheProgramAgainWhenItHasEnded) {
   EXPECT_EQ(sender.send("T", {}, "id", 10).failure, Failure::none);
   EXPECT_EQ(sender.send("end", {}, "id", 10).failure, Failure::disconnected);
   EXPECT_EQ(sender.send("T", {}, "id", 10).failure, Failure::none);
+}
+
+TEST_F(RuntimeStart, SendsAgainWhatARuntimeInItsLastMomentDidNotBegin) {
+  auto ending = std::make_unique<BusConnection>(BusConnection::sessionBusAddress());
+  ASSERT_TRUE(eventually([&] { return ending->requestName(requestBus::name); }));
+  std::thread end([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    ending.reset();
+  });
+  auto outcome = sender.send("T", {}, "id", 10);
+  end.join();
+  EXPECT_EQ(outcome.failure, Failure::none) << outcome.detail;
+  EXPECT_EQ(starts().size(), 1u);
 }
 
 TEST_F(RuntimeStart, SaysWhyTheProgramCannotBeStarted) {

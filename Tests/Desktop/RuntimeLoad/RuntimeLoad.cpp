@@ -3,8 +3,9 @@
 //
 // usage: RuntimeLoad SECONDS      inside a desktop, for instance by scripts/with-desktop
 //
-// Fails when a request was lost, refused late or answered by anything but its result,
-// a full queue or the words of a tool, or when the runtime's memory or descriptors grew.
+// Fails when a request was lost or answered by anything but its result, a full queue or
+// the words of a tool, or when the runtime's memory or descriptors grew. Times are told,
+// not judged.
 
 #include <fmt/format.h>
 

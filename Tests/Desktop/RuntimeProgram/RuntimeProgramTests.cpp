@@ -20,6 +20,15 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::seconds;
 
+/// What a program tells the person who started it.
+std::string saidBy(const std::string& command) {
+  std::string said;
+  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+  for (int c = fgetc(pipe); c != EOF; c = fgetc(pipe)) said += static_cast<char>(c);
+  pclose(pipe);
+  return said;
+}
+
 class RuntimeProgram : public testing::Test {
  protected:
   void serve() {
@@ -68,6 +77,7 @@ TEST_F(RuntimeProgram, ASecondOneSaysSoAndLeavesTheFirstAlone) {
   const std::string generation = health().generationID;
   RuntimeProcess second;
   EXPECT_EQ(second.exitCode(), 3);
+  EXPECT_EQ(saidBy(trustingRuntime().string()), "Tavik Computer Use is already running in this session.\n");
   EXPECT_EQ(health().generationID, generation);
 }
 
@@ -77,6 +87,8 @@ TEST_F(RuntimeProgram, WithoutASessionBusItSaysSoAndEnds) {
       std::string("XDG_RUNTIME_DIR=/nonexistent")};
   RuntimeProcess runtime(trustingRuntime(), withoutBus);
   EXPECT_EQ(runtime.exitCode(), 4);
+  EXPECT_EQ(saidBy("env " + withoutBus[0] + " " + withoutBus[1] + " " + trustingRuntime().string()),
+            "Tavik Computer Use needs a session bus, and none answers.\n");
 }
 
 TEST_F(RuntimeProgram, AnswersNonsenseWithItsErrorAndGoesOn) {

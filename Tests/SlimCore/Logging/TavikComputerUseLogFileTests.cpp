@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "Base/Concurrency/SimulatedScheduler.h"
 #include "Base/Concurrency/TaskGroup.h"
 #include "Base/Concurrency/ThreadScheduler.h"
 #include "Base/Text/Text.h"
@@ -20,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using LogFile = TavikComputerUseLogFile;
 
 class LogFileTest : public ::testing::Test {
@@ -290,6 +292,77 @@ TEST_F(LogFileTest, aFailedCompactionAnswersTheErrorNumber) {
   int status = -1;
   waitpid(child, &status, 0);
   EXPECT_EQ(WEXITSTATUS(status), EACCES);
+}
+
+TEST_F(LogFileTest, aCompactionThatFailedIsLoggedAndTheFileUsedAllTheSame) {
+  logsHome = (root / "host").string();
+  const fs::path file = root / "host/computer-use-runtime.log";
+  writeFile(file, linesOfSize(LogFile::sizeLimit));
+  const pid_t child = fork();
+  if (child == 0) {
+    for (const auto& directory : {root, root / "host"}) fs::permissions(directory, fs::perms::all);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::others_read);
+    if (geteuid() == 0 && setuid(65534) != 0) _exit(200);
+    LogFile::redirectStderrIfNeeded(settings);
+    const bool isTold = log.count("log_compaction_failed") == 1 &&
+                        log.only("log_compaction_failed").fields.at("logPath") == file.string() &&
+                        log.only("log_compaction_failed").fields.contains("error");
+    _exit(isTold ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(LogFileTest, aRecordBelowTheLevelDoesNotReachStandardError) {
+  std::optional<std::string> level;
+  LogEnvironment environment = TavikComputerUseLogger::environment();
+  environment.variable = [&](const std::string& name) {
+    return name == "TAVIK_COMPUTER_USE_LOG_LEVEL" ? level : std::nullopt;
+  };
+  const LogEnvironment before = TavikComputerUseLogger::install(environment);
+  {
+    StderrInto file(root / "out.log");
+    TavikComputerUseLogger::debug(LogCategory::ipc, "below_the_default");
+    TavikComputerUseLogger::info(LogCategory::ipc, "the_default");
+    level = "error";
+    TavikComputerUseLogger::warning(LogCategory::ipc, "below_the_level");
+    TavikComputerUseLogger::error(LogCategory::ipc, "the_level");
+  }
+  TavikComputerUseLogger::install(before);
+  const std::string written = readFile(root / "out.log");
+  for (const char* event : {"the_default", "the_level"}) EXPECT_THAT(written, HasSubstr("event=" + std::string(event)));
+  EXPECT_THAT(written, Not(HasSubstr("below")));
+}
+
+TEST_F(LogFileTest, aLineThatCannotBeWrittenIsDropped) {
+  StderrInto file(root / "out.log");
+  const int readOnly = open((root / "out.log").c_str(), O_RDONLY | O_CLOEXEC);
+  dup2(readOnly, STDERR_FILENO);
+  close(readOnly);
+  TavikComputerUseLogger::fault(LogCategory::ipc, "lost");
+  EXPECT_EQ(readFile(root / "out.log"), "");
+  EXPECT_EQ(log.count("lost"), 1u);
+}
+
+TEST_F(LogFileTest, theRedirectionIsInstalledOnceAndFollowsTheHost) {
+  logsHome = (root / "host").string();
+  StderrInto elsewhere(root / "before.log");
+  SimulatedScheduler scheduler;
+  scheduler.run([&] {
+    SerialQueue queue(scheduler, "log file");
+    LogFile::installStderrRedirection(60, settings, queue);
+    EXPECT_EQ(log.count("stderr_sink_attached"), 1u);
+    logsHome = (root / "later host").string();
+    LogFile::installStderrRedirection(60, settings, queue);
+    scheduler.sleep(seconds(59));
+    EXPECT_EQ(log.count("stderr_sink_attached"), 1u) << "a second call does nothing";
+    scheduler.sleep(seconds(2));
+    EXPECT_EQ(log.count("stderr_sink_attached"), 2u);
+    logsHome = (root / "host").string();
+    scheduler.sleep(seconds(60));
+    EXPECT_EQ(log.count("stderr_sink_attached"), 3u);
+  });
 }
 
 TEST_F(LogFileTest, redirectionLeadsStandardErrorIntoTheFileAndSaysSo) {
