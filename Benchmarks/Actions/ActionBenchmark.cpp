@@ -54,14 +54,6 @@ class Desk {
   }
   Point center(const AXElement& element) { return reader_.frameCenter(element).value_or(Point()); }
   Rect frame(const AXElement& element) { return reader_.frame(element).value_or(Rect()); }
-  /// The scroll bar that stands upright in an element; null when there is none.
-  AXElement verticalBar(const AXElement& element) {
-    for (const AXElement& child : reader_.elements(element, "AXChildren")) {
-      const bool isUpright = reader_.string(child, "AXOrientation") == "AXVerticalOrientation";
-      if (reader_.roleName(child) == "AXScrollBar" && isUpright) return child;
-    }
-    return {};
-  }
   /// The pixel of the last state's picture where a global point is.
   Point pixel(Point point) {
     const auto session = tools_.session().currentSession();
@@ -159,7 +151,7 @@ int main(int argc, char** argv) {
     word = word == std::string("alpha") ? "beta" : "alpha";
     return entry() == field ? field : desk.element(index);
   };
-  measure(desk, "select", "this system", rounds, 270, entryOfTwoWords,
+  measure(desk, "select", "this system", rounds, 0, entryOfTwoWords,
           [&] { desk.act(TextSelectionParams{index, word, std::nullopt, std::nullopt, TextSelectionMode::text}); },
           "AXSelectedText");
 
@@ -180,18 +172,13 @@ int main(int argc, char** argv) {
   });
 
   std::int64_t direction = 1;
-  const auto scrolled = [&] {
-    desk.look();
-    AXElement bar;
-    index = desk.find([&](const auto& item) {
-      bar = item.axElement ? desk.verticalBar(item.axElement) : AXElement();
-      return static_cast<bool>(bar);
-    });
-    from = desk.center(desk.element(index));
+  const auto sliderUnderWheel = [&] {
+    const AXElement element = slider();
+    from = desk.center(element);
     direction = direction == 1 ? 0 : 1;
-    return bar;
+    return element;
   };
-  measure(desk, "scroll", "this system", rounds, 0, scrolled, [&] { desk.act(ScrollParams{index, direction, 1}); });
+  measure(desk, "scroll", "this system", rounds, 0, sliderUnderWheel, [&] { desk.act(ScrollParams{index, direction, 1}); });
 
   const std::string window = std::string("$(xdotool search --onlyvisible --class ") + app + " | tail -n 1)";
   run("xdotool windowactivate --sync " + window);
@@ -208,7 +195,7 @@ int main(int argc, char** argv) {
   measure(desk, "drag", "xdotool", rounds, 0, slider, [&] {
     run("xdotool mousemove " + said(from) + " mousedown 1 mousemove " + said(to) + " mouseup 1");
   });
-  measure(desk, "scroll", "xdotool", rounds, 0, scrolled, [&] {
+  measure(desk, "scroll", "xdotool", rounds, 0, sliderUnderWheel, [&] {
     run("xdotool mousemove " + said(from) + " click --repeat 3 --delay 1 " + (direction == 1 ? "5" : "4"));
   });
 }
